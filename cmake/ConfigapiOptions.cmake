@@ -1,0 +1,25 @@
+# What every target of the project is compiled with, carried by the interface
+# target configapi_options.
+option(CONFIGAPI_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
+option(CONFIGAPI_FUZZ "Build the fuzz targets for libFuzzer" OFF)
+option(CONFIGAPI_TESTS "Build the tests" ON)
+option(CONFIGAPI_BENCH "Build the benchmarks" ON)
+set(CONFIGAPI_SANITIZE "" CACHE STRING "Value for -fsanitize=, or empty")
+
+add_library(configapi_options INTERFACE)
+target_compile_features(configapi_options INTERFACE cxx_std_20 c_std_99)
+target_compile_options(configapi_options INTERFACE
+  -Wall -Wextra -Wshadow -Wconversion -Wcast-qual -Wformat=2
+  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
+  $<$<BOOL:${CONFIGAPI_WARNINGS_AS_ERRORS}>:-Werror>)
+
+if(CONFIGAPI_SANITIZE)
+  target_compile_options(configapi_options INTERFACE
+    -fsanitize=${CONFIGAPI_SANITIZE} -fno-omit-frame-pointer
+    -fno-sanitize-recover=all)
+  target_link_options(configapi_options INTERFACE
+    -fsanitize=${CONFIGAPI_SANITIZE})
+endif()
+if(CONFIGAPI_FUZZ)
+  target_compile_options(configapi_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()

@@ -1,0 +1,44 @@
+# Helpers that declare tests. GoogleTest is built from Debian's source package,
+# so that it carries the same architecture and sanitizer as the code under test.
+set(INSTALL_GTEST OFF)
+add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest
+                 EXCLUDE_FROM_ALL SYSTEM)
+foreach(lib gtest gtest_main)
+  target_link_libraries(${lib} PRIVATE
+    $<$<BOOL:${CONFIGAPI_SANITIZE}>:-fsanitize=${CONFIGAPI_SANITIZE}>)
+  if(CONFIGAPI_SANITIZE)
+    target_compile_options(${lib} PRIVATE -fsanitize=${CONFIGAPI_SANITIZE})
+  endif()
+  set_target_properties(${lib} PROPERTIES
+    ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
+endforeach()
+
+# configapi_test(NAME SOURCES... [LABEL label]) builds a test against the
+# shared library, as a host is built; it sees the public headers only.
+function(configapi_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "")
+  add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
+  target_link_libraries(${name} PRIVATE
+    configapi::configapi configapi_options test_support gtest gtest_main)
+  configapi_add_test(${name} "${arg_LABEL}")
+endfunction()
+
+# configapi_whitebox_test(NAME SOURCES... [LABEL label]) links the library's
+# objects instead, so that allocations can be failed one by one
+# (support/alloc_fault.h) and a fake may stand in for the LDAP library.
+function(configapi_whitebox_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "LIBRARIES")
+  add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src)
+  target_link_libraries(${name} PRIVATE
+    configapi_objects configapi_options test_support test_alloc_fault
+    ${arg_LIBRARIES} configapi_logapi configapi_qxmsconf gtest gtest_main)
+  configapi_add_test(${name} "${arg_LABEL}")
+endfunction()
+
+function(configapi_add_test name label)
+  set_target_properties(${name} PROPERTIES
+    RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
+  add_test(NAME ${name} COMMAND ${name})
+  set_tests_properties(${name} PROPERTIES LABELS "${label}" TIMEOUT 300)
+endfunction()

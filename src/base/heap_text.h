@@ -1,0 +1,41 @@
+// Owners for what crosses the interface on the C heap.
+
+#ifndef CONFIGAPI_HEAP_TEXT_H_
+#define CONFIGAPI_HEAP_TEXT_H_
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+namespace configapi {
+
+// Records and texts that a host receives are released with free().
+struct CFree {
+  void operator()(void* memory) const { std::free(memory); }
+};
+
+template <typename T>
+using HeapPtr = std::unique_ptr<T, CFree>;
+
+using HeapText = std::unique_ptr<char[], CFree>;
+
+// An exact-size copy with its terminator, or null when the heap is exhausted.
+inline HeapText heap_copy(std::string_view text) {
+  HeapText copy(static_cast<char*>(std::malloc(text.size() + 1)));
+  if (copy != nullptr) {
+    std::memcpy(copy.get(), text.data(), text.size());
+    copy[text.size()] = '\0';
+  }
+  return copy;
+}
+
+// A record whose bytes are all zero, or null.
+template <typename T>
+HeapPtr<T> heap_record() {
+  return HeapPtr<T>(static_cast<T*>(std::calloc(1, sizeof(T))));
+}
+
+}  // namespace configapi
+
+#endif  // CONFIGAPI_HEAP_TEXT_H_

@@ -1,0 +1,27 @@
+// Fails the n-th allocation of the code under test. For white-box tests: the
+// linker sends malloc, calloc and realloc of everything that is linked into
+// the test through here; operator new of the standard library is not counted.
+
+#ifndef CONFIGAPI_TESTS_ALLOC_FAULT_H_
+#define CONFIGAPI_TESTS_ALLOC_FAULT_H_
+
+namespace test {
+
+// While it lives, the n-th allocation of this thread (counted from 1) fails.
+class AllocFault {
+ public:
+  explicit AllocFault(int n);
+  ~AllocFault();
+  AllocFault(const AllocFault&) = delete;
+  AllocFault& operator=(const AllocFault&) = delete;
+  AllocFault(AllocFault&&) = delete;
+  AllocFault& operator=(AllocFault&&) = delete;
+
+  // Whether the n-th allocation came, and so failed. Loop n = 1, 2, ... until
+  // it did not.
+  static bool happened();
+};
+
+}  // namespace test
+
+#endif  // CONFIGAPI_TESTS_ALLOC_FAULT_H_
