@@ -1,0 +1,27 @@
+// Letter case of ASCII, whatever the process's locale is.
+
+#ifndef CONFIGAPI_ASCII_H_
+#define CONFIGAPI_ASCII_H_
+
+namespace configapi {
+
+constexpr char ascii_lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+// Whether two names are equal but for letter case. Names of settings and of
+// directory attributes are ASCII; other bytes must be identical.
+constexpr bool same_name(const char* a, const char* b) {
+  while (*a == *b || ascii_lower(*a) == ascii_lower(*b)) {
+    if (*a == '\0') {
+      return true;
+    }
+    ++a;
+    ++b;
+  }
+  return false;
+}
+
+}  // namespace configapi
+
+#endif  // CONFIGAPI_ASCII_H_
