@@ -227,7 +227,9 @@ int do_work(const Options& options, const std::vector<Row>& rows) {
 
 }  // namespace
 
-void keep(const void* value) { benchmark::DoNotOptimize(value); }
+void keep(const void* value) {
+  benchmark::DoNotOptimize(value);
+}
 
 const char* corpus_folder() {
   static const char* const folder = [] {

@@ -21,7 +21,9 @@ struct Query {
   std::vector<std::string> names{};
 };
 
-bool same_name(const char* a, const char* b) { return strcasecmp(a, b) == 0; }
+bool same_name(const char* a, const char* b) {
+  return strcasecmp(a, b) == 0;
+}
 
 void add_name(Query* query, const char* name) {
   const auto known = std::any_of(

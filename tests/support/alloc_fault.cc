@@ -42,8 +42,12 @@ AllocFault::AllocFault(int n) {
   allocations_left = n;
 }
 
-AllocFault::~AllocFault() { allocations_left = 0; }
+AllocFault::~AllocFault() {
+  allocations_left = 0;
+}
 
-bool AllocFault::happened() { return fault_happened; }
+bool AllocFault::happened() {
+  return fault_happened;
+}
 
 }  // namespace test

@@ -9,7 +9,7 @@
 namespace {
 
 std::mutex capture_mutex;
-bool capturing = false;     // guarded by capture_mutex
+bool capturing = false;    // guarded by capture_mutex
 test::LogLines log_lines;  // guarded by capture_mutex
 
 }  // namespace
