@@ -10,6 +10,7 @@
 #include <configapi/cs.h>
 #include <configapi/export.h>
 #include <configapi/ldapclient.h>
+#include <configapi/rfc822.h>
 
 CONFIGAPI_BEGIN_C
 
@@ -34,6 +35,47 @@ CONFIGAPI_EXPORT int wait4result(struct ldap* ld, int seconds, int msgid);
 CONFIGAPI_EXPORT struct ldapmod** get_modlist(attrval* list, int op);
 CONFIGAPI_EXPORT void free_modlist(struct ldapmod** mods);
 CONFIGAPI_EXPORT void free_berval(struct berval** values);
+
+// Header parser (src/rfc822).
+
+// Makes and deletes the two locks below; start-up calls them.
+CONFIGAPI_EXPORT void Init822Parser(void);
+CONFIGAPI_EXPORT void Terminate822Parser(void);
+
+// Held for one address list, and for one header. A thread that takes both
+// takes csParseHdr first.
+CONFIGAPI_EXPORT extern CRITICAL_SECTION csRecipParse;
+CONFIGAPI_EXPORT extern CRITICAL_SECTION csParseHdr;
+
+// ParseHdr() under its lock, and without.
+CONFIGAPI_EXPORT int OBX_ParseHdr(int handle, Header822* hdr,
+                                  unsigned int* lines,
+                                  unsigned int* statusLine);
+CONFIGAPI_EXPORT int ST_ParseHdr(int handle, Header822* hdr,
+                                 unsigned int* lines, unsigned int* statusLine);
+
+// Files one header, its continuation lines joined by "\r\n\t". Returns the
+// code of the row of _htbl that it fell under, also when the record keeps an
+// earlier header of that kind; -1 when the line is no header, or when memory
+// is out: the header is then not filed, and "malloc failed." is logged.
+CONFIGAPI_EXPORT int ParseLine(const char* line, Header822* hdr);
+
+// Appends the recipients of an address list to *slot, making the table when
+// that is null, and returns their number. The value is changed as
+// RecipParse() changes it. Without memory for the table the result is 0 and
+// *slot stays null.
+CONFIGAPI_EXPORT unsigned int AddParse(char* value, RecipTable** slot);
+
+// Kept for hosts that were linked with them; nothing reads or writes them.
+CONFIGAPI_EXPORT extern int R_to;
+CONFIGAPI_EXPORT extern int R_cc;
+CONFIGAPI_EXPORT extern int R_bcc;
+CONFIGAPI_EXPORT extern int R_resent_to;
+CONFIGAPI_EXPORT extern int R_resent_cc;
+CONFIGAPI_EXPORT extern int R_resent_bcc;
+CONFIGAPI_EXPORT extern int R_reply_to;
+CONFIGAPI_EXPORT extern int R_sender;
+CONFIGAPI_EXPORT extern int R_ret_receipt;
 
 CONFIGAPI_END_C
 
