@@ -10,6 +10,7 @@
 #include <configapi/cs.h>
 #include <configapi/export.h>
 #include <configapi/ldapclient.h>
+#include <configapi/lineio.h>
 #include <configapi/rfc822.h>
 
 CONFIGAPI_BEGIN_C
@@ -76,6 +77,52 @@ CONFIGAPI_EXPORT extern int R_resent_bcc;
 CONFIGAPI_EXPORT extern int R_reply_to;
 CONFIGAPI_EXPORT extern int R_sender;
 CONFIGAPI_EXPORT extern int R_ret_receipt;
+
+// Line I/O (src/lineio): the pool behind the handles. The list grows to the
+// largest number of files that were open at once; nodes stay linked until the
+// pool goes.
+typedef struct FilePoolNode {
+  OBX_FILE* object;  // null after its release
+  int inUse;         // 1 while the node holds an open file, else 0
+  struct FilePoolNode* next;
+} FilePoolNode;
+
+typedef struct FilePool {
+  FilePoolNode* first;
+  int count;  // nodes, used or free
+} FilePool;
+
+// The pool of the handle-based calls; null before InitLineIO() and after
+// TerminateLineIO().
+CONFIGAPI_EXPORT extern FilePool* thread_file_pool;
+
+// Held for an insertion, and for the test and release of one node. Never both
+// by one thread.
+CONFIGAPI_EXPORT extern CRITICAL_SECTION filecs;
+CONFIGAPI_EXPORT extern CRITICAL_SECTION filecs2;
+
+// A record with its buffers, all zero but for fd -1; null when memory is out.
+CONFIGAPI_EXPORT OBX_FILE* NewOBX_FILE(void);
+
+// Releases *slot with its buffers, sets it to null and closes its descriptor.
+// Output that waits is lost. A null *slot is left alone.
+CONFIGAPI_EXPORT void DelOBX_FILE(OBX_FILE** slot);
+
+// Puts a record into the first free node, or into a new one at the end.
+// Returns 0, or -1 for a null pool or when memory is out; the pool is then as
+// it was.
+CONFIGAPI_EXPORT int AddToFilePool(FilePool* pool, OBX_FILE* object);
+
+// Releases the record of a handle with DelOBX_FILE(). Returns 0, whether or
+// not there was one, or -1 for a null pool.
+CONFIGAPI_EXPORT int DelFromFilePool(FilePool* pool, int handle);
+
+// The record of a handle, or null.
+CONFIGAPI_EXPORT OBX_FILE* GetFromFilePool(FilePool* pool, int handle);
+
+// Whether a node holds a handle: 1 or 0. With a release other than 0 its
+// record is released and the node becomes free.
+CONFIGAPI_EXPORT int f(FilePoolNode* node, int handle, int release);
 
 CONFIGAPI_END_C
 

@@ -1,0 +1,82 @@
+// What the handle-based calls are made of: the same services on a record that
+// the caller holds, and the way from a handle to its record.
+
+#ifndef CONFIGAPI_FILE_OBJECT_H_
+#define CONFIGAPI_FILE_OBJECT_H_
+
+#include <configapi/internals.h>
+#include <configapi/lineio.h>
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <string_view>
+
+namespace configapi {
+
+// Shortcut past the walk over the pool: the node of thread_file_pool that
+// holds a descriptor, indexed by it. Entries are set when the node is filled
+// and cleared before the descriptor is closed, as its number may come back at
+// once in another thread.
+constexpr std::size_t kShortcuts = 1024;
+extern std::array<std::atomic<FilePoolNode*>, kShortcuts> shortcut_nodes;
+
+// A node's fields are touched under different locks, or under none.
+template <typename T>
+T load_field(T& field) {
+  return std::atomic_ref(field).load(std::memory_order_acquire);
+}
+
+// The record of an open handle, or null. A handle is used by one thread at a
+// time and closed by its user, so nobody releases the node that is looked at
+// here without the lock; whatever does not match is left to the walk.
+inline OBX_FILE* find_file(int handle) {
+  const auto index = static_cast<unsigned>(handle);
+  if (index < kShortcuts) {
+    FilePoolNode* node = shortcut_nodes[index].load(std::memory_order_acquire);
+    if (node != nullptr && load_field(node->inUse) == 1) {
+      OBX_FILE* file = load_field(node->object);
+      if (file != nullptr && file->fd == handle) {
+        return file;
+      }
+    }
+  }
+  return GetFromFilePool(thread_file_pool, handle);
+}
+
+// Next line, as configapi_getline() delivers it, with its length: a line may
+// hold NUL bytes. Returns 1, 0 at the end of the file, or -1; the line is
+// untouched but for 1.
+int read_line(OBX_FILE* file, std::string_view* line);
+
+// Next byte, or -1.
+int read_byte(OBX_FILE* file);
+
+// Steps back by one byte where that is possible.
+void unread_byte(OBX_FILE* file);
+
+// Both return 1, or -1 on failure.
+int write_text(OBX_FILE* file, std::string_view text);
+int write_byte(OBX_FILE* file, char byte);
+
+// The new position, or -1.
+long seek(OBX_FILE* file, long offset);
+
+// Writes output that waits; false when it was not all written, errno telling
+// why. What was written is taken out of the buffer.
+bool write_waiting(OBX_FILE* file);
+
+// Why a record was not opened; what is said about it is the caller's.
+enum class OpenFault { kName, kOpen, kMemory };
+
+// A record of a file opened with O_RDONLY or O_WRONLY, the latter perhaps with
+// O_CREAT; in no pool. Null on failure.
+OBX_FILE* open_file(const char* name, int access, bool buffered,
+                    OpenFault* fault);
+
+// Whether opens, creates and closes are to be logged.
+bool logs_file_io();
+
+}  // namespace configapi
+
+#endif  // CONFIGAPI_FILE_OBJECT_H_
