@@ -36,6 +36,25 @@ function(configapi_whitebox_test name)
   configapi_add_test(${name} "${arg_LABEL}")
 endfunction()
 
+# configapi_directory_test(NAME SOURCES...) is a configapi_test with a private
+# directory server to talk to (support/directory.h). Such tests take turns:
+# each finds the server empty and has it to itself.
+set(CONFIGAPI_DIRECTORY_STATE ${PROJECT_BINARY_DIR}/directory)
+function(configapi_directory_test name)
+  configapi_test(${name} ${ARGN} LABEL directory)
+  target_link_libraries(${name} PRIVATE test_directory)
+  configapi_use_directory(${name})
+endfunction()
+
+# configapi_use_directory(TEST) does the same for a test of any other kind.
+function(configapi_use_directory name)
+  set_tests_properties(${name} PROPERTIES
+    FIXTURES_REQUIRED directory RESOURCE_LOCK directory LABELS directory
+    SKIP_REGULAR_EXPRESSION "skipped: slapd is not installed"
+    ENVIRONMENT
+    "CONFIGAPI_TEST_DIRECTORY=${CONFIGAPI_DIRECTORY_STATE}/env;LDAPNOINIT=1")
+endfunction()
+
 function(configapi_add_test name label)
   set_target_properties(${name} PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
