@@ -29,7 +29,7 @@ Variables read_exports(const std::string& file) {
   for (std::string line; std::getline(in, line);) {
     const auto equals = line.find('=');
     if (!line.starts_with(kExport) || equals == std::string::npos) {
-      throw std::runtime_error("not an export in " + file + ": " + line);
+      throw std::runtime_error(file + ": not all lines are exports");
     }
     variables[line.substr(kExport.size(), equals - kExport.size())] =
         line.substr(equals + 1);
