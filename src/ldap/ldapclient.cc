@@ -1,0 +1,298 @@
+#include <configapi/internals.h>
+#include <configapi/ldapclient.h>
+#include <ldap.h>
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <span>
+#include <string>
+#include <type_traits>
+
+#include "base/bounded.h"
+#include "base/heap_text.h"
+#include "ldap/attr_list.h"
+#include "ldap/entries.h"
+#include "ldap/log.h"
+#include "ldap/owners.h"
+#include "ldap/search.h"
+#include "ldap/sigpipe_block.h"
+
+// Hosts are compiled against these records. On 32-bit x86 a pointer aligns at
+// four bytes, and no field has padding in front of it.
+static_assert(std::is_standard_layout_v<ldapClient>);
+static_assert(offsetof(attrval, name) == 4 && offsetof(attrval, value) == 68);
+static_assert(offsetof(SearchReq, attrs) == 256);
+static_assert(offsetof(ldapClient, bindPassword) == 64);
+static_assert(offsetof(ldapClient, ld) == 128);
+static_assert(offsetof(attrval, next) == (sizeof(void*) == 4 ? 580 : 584));
+static_assert(sizeof(attrval) == (sizeof(void*) == 4 ? 584 : 592));
+static_assert(offsetof(SearchReq, next) == 256 + sizeof(void*));
+static_assert(sizeof(SearchReq) == 256 + 2 * sizeof(void*));
+static_assert(offsetof(ldapClient, cacheEnabled) == 128 + sizeof(void*));
+static_assert(sizeof(ldapClient) == (sizeof(void*) == 4 ? 136 : 144));
+
+namespace configapi {
+namespace {
+
+constexpr int kSessionFailed = 4;  // connect and bind
+constexpr int kFailed = -1;        // updates and compare
+constexpr int kBindSeconds = 360;
+constexpr std::size_t kMaxHost = 63;
+
+#ifdef CONFIGAPI_HAVE_LDAP_ENABLE_CACHE
+constexpr long kCacheSeconds = 100;
+constexpr long kCacheBytes = 4000;
+#endif
+
+// A new connection that speaks LDAP version 3 and outlasts a host's signals,
+// or null with the reason in errno.
+LDAP* open_session(const char* host, int port) {
+  if (std::strlen(host) > kMaxHost) {
+    errno = ENAMETOOLONG;
+    return nullptr;
+  }
+  errno = 0;  // a name that does not resolve leaves it alone
+  LDAP* ld = ldap_open(host, port);
+  if (ld != nullptr) {
+    const int version = LDAP_VERSION3;
+    ldap_set_option(ld, LDAP_OPT_PROTOCOL_VERSION, &version);
+    // Without it a signal that the host handles ends a wait for the server as
+    // if the connection had failed.
+    ldap_set_option(ld, LDAP_OPT_RESTART, LDAP_OPT_ON);
+  }
+  return ld;
+}
+
+void close_session(LDAP* ld) {
+  const SigpipeBlock block;
+  ldap_unbind(ld);
+}
+
+bool enable_cache([[maybe_unused]] LDAP* ld) {
+#ifdef CONFIGAPI_HAVE_LDAP_ENABLE_CACHE
+  return ldap_enable_cache(ld, kCacheSeconds, kCacheBytes) == 0;
+#else
+  return false;  // this LDAP library has no cache of its own
+#endif
+}
+
+int send_bind(LDAP* ld, const char* dn, const char* password) {
+  const SigpipeBlock block;
+  return ldap_simple_bind(ld, dn, password);
+}
+
+bool fits(std::span<const char> field, const char* text) {
+  return text == nullptr || std::strlen(text) < field.size();
+}
+
+// The log line of a bind that failed; null when it succeeded.
+const char* bind_failure(LDAP* ld, const char* dn, const char* password) {
+  const int id = send_bind(ld, dn, password);
+  if (id == -1) {
+    return "ldap_bind error";
+  }
+  switch (wait4result(ld, kBindSeconds, id)) {
+    case 0:
+      return nullptr;
+    case -1:
+      return "Error on server result";
+    case -2:
+      return "Timed-out";
+    default:
+      return "Error on ldap_resul2error";
+  }
+}
+
+// Keeps a text for which fits() holds. It may be the field's own: a host binds
+// again with what the object remembers.
+template <std::size_t kSize>
+void remember(char (&field)[kSize], const char* text) {
+  if (text == nullptr) {
+    return;
+  }
+  std::array<char, kSize> copy{};
+  copy_cut(copy, text);
+  std::memcpy(field, copy.data(), kSize);
+}
+
+// A v3 server does not let a modify take the naming value away; the rename
+// itself exchanges the values there (RFC 4511 section 4.9).
+bool leaves_naming_to_rename(int code) {
+  return code == LDAP_NAMING_VIOLATION || code == LDAP_NOT_ALLOWED_ON_RDN;
+}
+
+int rename_failed(const char* line) {
+  log_ldap_error(line);
+  return kFailed;
+}
+
+}  // namespace
+}  // namespace configapi
+
+using configapi::SearchCode;
+using configapi::SigpipeBlock;
+
+extern "C" int wait4result(LDAP* ld, int seconds, int msgid) {
+  const SigpipeBlock block;
+  timeval limit{seconds, 0};
+  LDAPMessage* result = nullptr;
+  const int type = ldap_result(ld, msgid, LDAP_MSG_ONE, &limit, &result);
+  if (type == -1) {
+    return -1;
+  }
+  if (type == 0) {
+    ldap_abandon(ld, msgid);
+    return -2;
+  }
+  return ldap_result2error(ld, result, 1) == LDAP_SUCCESS ? 0 : -3;
+}
+
+ldapClient::ldapClient()
+    : bindDN{}, bindPassword{}, ld(nullptr), cacheEnabled(0) {}
+
+int ldapClient::ldapClientConnect(char* host, int port) {
+  ldapClientUnbind();
+  ld = configapi::open_session(host != nullptr ? host : "localhost",
+                               port > 0 ? port : LDAP_PORT);
+  if (ld == nullptr) {
+    std::array<char, 64> line{};
+    std::snprintf(line.data(), line.size(), "ldap_open error: errno=%d", errno);
+    configapi::log_ldap_error(line.data());
+    return configapi::kSessionFailed;
+  }
+  cacheEnabled = configapi::enable_cache(ld) ? 1 : 0;
+  return 0;
+}
+
+int ldapClient::ldapClientBind(char* dn, char* password) {
+  const char* failure = "ldap_bind error";
+  if (ld != nullptr && configapi::fits(bindDN, dn) &&
+      configapi::fits(bindPassword, password)) {
+    failure = configapi::bind_failure(ld, dn, password);
+  }
+  if (failure != nullptr) {
+    ldapClientUnbind();
+    configapi::log_ldap_error(failure);
+    return configapi::kSessionFailed;
+  }
+  configapi::remember(bindDN, dn);
+  configapi::remember(bindPassword, password);
+  return 0;
+}
+
+void ldapClient::ldapClientUnbind() {
+  if (ld != nullptr) {
+    configapi::close_session(ld);
+    ld = nullptr;
+  }
+}
+
+SearchReq* ldapClient::ldapClientSearch(char* base, int scope, int option,
+                                        char* filter, int* rc) {
+  char** const all = nullptr;
+  timeval* const unlimited = nullptr;
+  return ldapClientSearch(base, scope, option, filter, all, unlimited, rc);
+}
+
+SearchReq* ldapClient::ldapClientSearch(char* base, int scope, int option,
+                                        char* filter, timeval* timeout,
+                                        int* rc) {
+  char** const all = nullptr;
+  return ldapClientSearch(base, scope, option, filter, all, timeout, rc);
+}
+
+SearchReq* ldapClient::ldapClientSearch(char* base, int scope, int option,
+                                        char* filter, char** attrs, int* rc) {
+  timeval* const unlimited = nullptr;
+  return ldapClientSearch(base, scope, option, filter, attrs, unlimited, rc);
+}
+
+SearchReq* ldapClient::ldapClientSearch(char* base, int scope, int option,
+                                        char* filter, char** attrs,
+                                        timeval* timeout, int* rc) {
+  SearchCode code{};
+  configapi::EntriesPtr entries = configapi::search(
+      ld, {base, scope, option, filter, attrs, timeout}, &code);
+  *rc = configapi::public_code(code);
+  return entries.release();
+}
+
+int ldapClient::ldapClientAdd(char* dn, attrval* list) {
+  const configapi::ModsPtr mods(get_modlist(list, LDAP_MOD_ADD));
+  const SigpipeBlock block;
+  if (ld == nullptr || mods == nullptr ||
+      ldap_add_s(ld, dn, mods.get()) != LDAP_SUCCESS) {
+    configapi::log_ldap_error("ldap_add operation failed");
+    return configapi::kFailed;
+  }
+  return 0;
+}
+
+int ldapClient::ldapClientModify(char* dn, attrval* list) {
+  constexpr int kOwnOperations = -1;
+  const configapi::ModsPtr mods(get_modlist(list, kOwnOperations));
+  const SigpipeBlock block;
+  const int code = ld != nullptr && mods != nullptr
+                       ? ldap_modify_s(ld, dn, mods.get())
+                       : configapi::kFailed;
+  if (code != LDAP_SUCCESS) {
+    configapi::log_ldap_error("ldap_modify operation failed");
+  }
+  return code;
+}
+
+int ldapClient::ldapClientDelete(char* dn) {
+  const SigpipeBlock block;
+  if (ld == nullptr || ldap_delete_s(ld, dn) != LDAP_SUCCESS) {
+    configapi::log_ldap_error("ldap_delete failed");
+    return configapi::kFailed;
+  }
+  return 0;
+}
+
+int ldapClient::ldapClientModRDN(char* dn, char* newName) try {
+  constexpr auto kModifyFailed = "ldap_modrdn CN modification failed";
+  const configapi::HeapText old_value(dn_check(dn));
+  const configapi::HeapText new_value(dn_check(newName));
+  configapi::AttrList<2> exchange;
+  if (old_value == nullptr || new_value == nullptr ||
+      !exchange.append(LDAP_MOD_DELETE, "cn", old_value.get()) ||
+      !exchange.append(LDAP_MOD_ADD, "cn", new_value.get())) {
+    return configapi::rename_failed(kModifyFailed);
+  }
+  const std::string rdn = std::string("cn=") + new_value.get();
+  const int code = ldapClientModify(dn, exchange.get());
+  if (code != 0 && !configapi::leaves_naming_to_rename(code)) {
+    return configapi::rename_failed(kModifyFailed);
+  }
+  const SigpipeBlock block;
+  if (ldap_modrdn_s(ld, dn, rdn.c_str()) != LDAP_SUCCESS) {
+    return configapi::rename_failed("ldap_modrdn failed");
+  }
+  return 0;
+} catch (...) {
+  return configapi::rename_failed("ldap_modrdn CN modification failed");
+}
+
+int ldapClient::ldapClientCompare(char* dn, char* attribute, char* value) {
+  const SigpipeBlock block;
+  if (ld == nullptr ||
+      ldap_compare_s(ld, dn, attribute, value) != LDAP_COMPARE_TRUE) {
+    configapi::log_ldap_info("different value for compare operation");
+    return configapi::kFailed;
+  }
+  configapi::log_ldap_info("same value for compare operation");
+  return 0;
+}
+
+void ldapClient::srch_free(SearchReq* list) {
+  configapi::free_entries(list);
+}
+
+void ldapClient::free(void* p) {
+  std::free(p);
+}

@@ -1,0 +1,61 @@
+#include "ldap/search.h"
+
+#include "ldap/log.h"
+#include "ldap/owners.h"
+#include "ldap/sigpipe_block.h"
+
+namespace configapi {
+namespace {
+
+int send_search(LDAP* ld, const SearchQuery& query, ResultPtr* result) {
+  const SigpipeBlock block;
+  ldap_set_option(ld, LDAP_OPT_DEREF, &query.option);
+  LDAPMessage* answer = nullptr;
+  const int code =
+      query.timeout == nullptr
+          ? ldap_search_s(ld, query.base, query.scope, query.filter,
+                          query.attrs, 0, &answer)
+          : ldap_search_st(ld, query.base, query.scope, query.filter,
+                           query.attrs, 0, query.timeout, &answer);
+  result->reset(answer);  // comes with some errors too
+  return code;
+}
+
+EntriesPtr search_failed(SearchCode reason, SearchCode* code) {
+  log_ldap_error(reason == SearchCode::kNotCounted ? "ldap_count_entries failed"
+                                                   : "ldap_search failed");
+  *code = reason;
+  return nullptr;
+}
+
+}  // namespace
+
+EntriesPtr search(LDAP* ld, const SearchQuery& query, SearchCode* code) {
+  if (ld == nullptr) {
+    *code = SearchCode::kNoSession;
+    return nullptr;
+  }
+  ResultPtr result;
+  const int error = send_search(ld, query, &result);
+  if (error != LDAP_SUCCESS) {
+    return search_failed(
+        error == LDAP_NO_MEMORY ? SearchCode::kNoMemory : SearchCode::kNotFound,
+        code);
+  }
+  if (ldap_count_entries(ld, result.get()) == -1) {
+    return search_failed(SearchCode::kNotCounted, code);
+  }
+  EntriesPtr entries = copy_entries(ld, result.get());
+  if (entries == nullptr) {
+    return search_failed(SearchCode::kNoMemory, code);
+  }
+  if (entries->next == nullptr) {
+    log_ldap_info("ldap_search return nothing");
+    *code = SearchCode::kNotFound;
+    return nullptr;
+  }
+  *code = SearchCode::kFound;
+  return entries;
+}
+
+}  // namespace configapi

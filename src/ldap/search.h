@@ -1,0 +1,45 @@
+// The search behind every form of ldapClientSearch().
+
+#ifndef CONFIGAPI_SEARCH_H_
+#define CONFIGAPI_SEARCH_H_
+
+#include <ldap.h>
+#include <sys/time.h>
+
+#include "ldap/entries.h"
+
+namespace configapi {
+
+// The codes of ldapClientSearch(), and one that only the library sees.
+enum class SearchCode {
+  kFound = 0,
+  kNotFound = 1,
+  kNotCounted = 2,
+  kNoSession = 4,
+  kNoMemory = 5,
+};
+
+// What a host is told.
+constexpr int public_code(SearchCode code) {
+  return static_cast<int>(code == SearchCode::kNoMemory ? SearchCode::kNotFound
+                                                        : code);
+}
+
+// The arguments of ldapClientSearch(); without attrs all are wanted, without a
+// timeout there is no limit.
+struct SearchQuery {
+  char* base = nullptr;
+  int scope = LDAP_SCOPE_SUBTREE;
+  int option = LDAP_DEREF_NEVER;
+  char* filter = nullptr;
+  char** attrs = nullptr;
+  timeval* timeout = nullptr;
+};
+
+// Asks the server and logs what goes wrong. *code is kFound when there are
+// entries, and only then.
+EntriesPtr search(LDAP* ld, const SearchQuery& query, SearchCode* code);
+
+}  // namespace configapi
+
+#endif  // CONFIGAPI_SEARCH_H_
