@@ -15,11 +15,10 @@
 #define CONFIGAPI_RFC822_H_
 
 #include <configapi/export.h>
+#include <configapi/rfcdate.h>
 #include <stdio.h>
 
 CONFIGAPI_BEGIN_C
-
-struct UTC_DATE;
 
 // One parsed address: a mailbox, a route address, a bare word or a group.
 // RecipParse() sets every text, to the empty one where the address has no such
@@ -65,7 +64,7 @@ typedef struct HdrDate {
   char* text;
   // The wall-clock time and the zone, as the message has them; null when not
   // even the present time could be had in place of an unreadable date.
-  struct UTC_DATE* utc;
+  UTC_DATE* utc;
 } HdrDate;
 
 // One message's header. A null field: the message had no such header.
