@@ -62,7 +62,7 @@ Options parse(int argc, char** argv) {
 }
 
 std::vector<Side> sides(const Row& row) {
-  std::vector<Side> all{{kOurs, row.ours}};
+  std::vector<Side> all{{kOurs, row.ours, row.threads}};
   all.insert(all.end(), row.peers.begin(), row.peers.end());
   if (row.limit) {
     all.push_back(*row.limit);
@@ -77,7 +77,9 @@ class Collector : public benchmark::BenchmarkReporter {
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const auto& run : runs) {
       if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
-        times_[run.run_name.function_name] = run.GetAdjustedRealTime();
+        // The library divides by the iterations of all threads together.
+        times_[run.run_name.function_name] =
+            run.GetAdjustedRealTime() * static_cast<double>(run.threads);
       }
     }
   }
@@ -101,7 +103,7 @@ Collector measure(const std::vector<Row>& rows) {
                                        work(64);
                                      }
                                    })
-          ->Threads(row.threads)
+          ->Threads(side.threads)
           ->UseRealTime()
           ->Repetitions(kRepetitions)
           ->ReportAggregatesOnly(true);

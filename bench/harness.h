@@ -21,6 +21,7 @@ using Work = std::function<void(std::size_t units)>;
 struct Side {
   std::string name;
   Work work;
+  int threads = 1;  // so many do the work at once
 };
 
 // What a row must keep, judged on times of the same run.

@@ -1,0 +1,148 @@
+#include <configapi/config.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <span>
+#include <string_view>
+
+#include "base/ascii.h"
+#include "base/bounded.h"
+#include "base/heap_text.h"
+#include "config/configcache.h"
+
+namespace configapi {
+namespace {
+
+constexpr int kNoValue = 3;
+constexpr int kNoMemory = 5;
+
+constexpr std::array<const char*, 24> kTypeNames = {
+    "TYPE_BOOLEAN_TF", "TYPE_BOOLEAN_YN", "TYPE_BOOLEAN_01",
+    "TYPE_DATE",       "TYPE_DIRECTORY",  "TYPE_FILENAME",
+    "TYPE_FILENAME_N", "TYPE_HOSTNAME",   "TYPE_DOMAINNAME",
+    "TYPE_HOSTDOMAIN", "TYPE_IP_ADDRESS", "TYPE_NUMBER",
+    "TYPE_NUMBER_NZ",  "TYPE_REAL",       "TYPE_RFC822_ADDRESS",
+    "TYPE_STRING",     "TYPE_STRING_N",   "TYPE_STRING_LIST",
+    "TYPE_RRQ",        "TYPE_TIME",       "TYPE_LOCALCHARSET",
+    "TYPE_TIMEZONE",   "TYPE_VIMCHARSET", "TYPE_OCTET"};
+
+const cfgKey* find_in_section(const cfgSection& section, const char* key) {
+  for (const cfgKey& slot : section.keys) {
+    if (*slot.key == '\0') {
+      break;
+    }
+    if (same_name(slot.key, key)) {
+      return &slot;
+    }
+  }
+  return nullptr;
+}
+
+// A section may be spread over several records of the table.
+const cfgKey* find_key(const char* section, const char* key) {
+  for (const cfgSection* one = cfgTable; *one->name != '\0'; ++one) {
+    const cfgKey* slot =
+        same_name(one->name, section) ? find_in_section(*one, key) : nullptr;
+    if (slot != nullptr) {
+      return slot;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+}  // namespace configapi
+
+extern "C" int getBufferFromTable(const char* section, const char* key,
+                                  char* dst, unsigned long* type) {
+  const cfgKey* slot = configapi::find_key(section, key);
+  if (slot == nullptr) {
+    return -1;
+  }
+  std::strcpy(dst, slot->tableValue);  // NOLINT: the caller's room is 30 bytes
+  *type = slot->type;
+  return 0;
+}
+
+extern "C" unsigned long str2ul(char* name) {
+  for (std::size_t i = 0; i < configapi::kTypeNames.size(); ++i) {
+    if (i + 1 != TYPE_STRING_LIST &&
+        configapi::same_name(name, configapi::kTypeNames[i])) {
+      return i + 1;
+    }
+  }
+  return 0;
+}
+
+extern "C" const char* ul2str(unsigned long code) {
+  const bool known = code >= 1 && code <= configapi::kTypeNames.size();
+  return known ? configapi::kTypeNames[code - 1] : nullptr;
+}
+
+extern "C" const char* ul2strflg(unsigned long flag) {
+  switch (flag) {
+    case FLAG_SINGLE_VALUE:
+      return "FLAG_SINGLE_VALUE";
+    case FLAG_MULTIPLE_VALUE:
+      return "FLAG_MULTIPLE_VALUE";
+    default:
+      return nullptr;
+  }
+}
+
+int cConfig::CONFIGReadData(const char* section, const char* key,
+                            const char* source, char* dst, unsigned long size,
+                            unsigned long* type) {
+  using configapi::copy_cut;
+  // A cached text goes through a buffer of our own, since dst stays as it was
+  // when that text is empty. Having it first also means that a size which
+  // cannot be had is refused before anything else happens.
+  const std::span<char> out(dst, size);
+  const configapi::HeapText work(
+      static_cast<char*>(std::malloc(size != 0 ? size : 1)));
+  if (work == nullptr) {
+    return configapi::kNoMemory;
+  }
+  const auto cached =
+      configapi::lookup_cache(section, key, {work.get(), size}, type);
+  if (cached) {
+    if (*cached == 0) {
+      return configapi::kNoValue;
+    }
+    copy_cut(out, {work.get(), std::min<std::size_t>(*cached, size - 1)});
+    return 0;
+  }
+
+  const cfgKey* known = configapi::find_key(section, key);
+  if (known != nullptr) {
+    *type = known->type;
+  }
+  if (source == nullptr) {
+    if (known == nullptr) {
+      return configapi::kNoValue;
+    }
+    copy_cut(out, known->tableValue);
+    return 0;
+  }
+
+  // A buffer of the largest value, so that a small dst does not decide what
+  // is cached for everybody.
+  std::array<char, sizeof(attrval::value)> value{};
+  const auto age = configapi::cache_age();
+  int status = 0;
+  ldapGetConfigString(section, key, value.data(), type, &status);
+  if (status != 0) {
+    return configapi::kNoValue;
+  }
+  if (value.front() != '\0') {
+    configapi::add_unless_cleared(age, section, key, value.data());
+  }
+  copy_cut(out, value.data());
+  return 0;
+}
+
+int cConfig::CONFIGRefreshCache() {
+  return ClearCache();
+}

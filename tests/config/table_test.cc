@@ -1,0 +1,155 @@
+#include <configapi/config.h>
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <set>
+#include <string>
+
+namespace {
+
+// Hosts walk the table and keep copies of it.
+constexpr std::size_t kWord = sizeof(void*);
+static_assert(sizeof(cfgKey) == 12 * kWord);
+static_assert(offsetof(cfgKey, type) == 1 * kWord);
+static_assert(offsetof(cfgKey, flag) == 2 * kWord);
+static_assert(offsetof(cfgKey, defaultValue) == 3 * kWord);
+static_assert(offsetof(cfgKey, reserved) == 4 * kWord);
+static_assert(offsetof(cfgKey, tableValue) == 10 * kWord);
+static_assert(offsetof(cfgKey, spare) == 11 * kWord);
+static_assert(sizeof(cfgSection) == kWord + 100 * sizeof(cfgKey));
+static_assert(sizeof(unsigned long) == kWord);
+
+TEST(Table, KnowsAddressesInAnyLetterCase) {
+  const struct {
+    const char* section;
+    const char* key;
+    int result;
+    const char* value;
+    unsigned long type;
+  } rows[] = {
+      {"Gateway", "LogDirectory", 0, "", TYPE_BOOLEAN_YN},
+      {"gateway", "logdirectory", 0, "", TYPE_BOOLEAN_YN},
+      {"Options", "LdapServer", 0, "bottom,top", TYPE_STRING},
+      {"bsmtp", "LdapServer", 0, "", TYPE_STRING},
+      {"Tuning", "DataBufferSize", 0, "", TYPE_NUMBER},
+      {"Schedules", "SMTPCinterval", 0, "base64,quoted-printable,x-uue",
+       TYPE_STRING},
+      // Twice in its section: the first slot answers.
+      {"Schedules", "AutoDialUp", 0, "", TYPE_BOOLEAN_YN},
+      {"Options", "TryReverseSeparator", 0, "", TYPE_RFC822_ADDRESS},
+      {"Options", "SendOldLogfile", 0, "", TYPE_FILENAME_N},
+      // One name, two sections, two types.
+      {"Installed Components", "SMTPD", 0, "", TYPE_BOOLEAN_YN},
+      {"Local Components", "SMTPD", 0, "", TYPE_NUMBER},
+      {"Local Components", "CCOUT", 0, "", TYPE_NUMBER},
+      {"Gateway", "Quit", -1, "untouched", 99},
+      {"Nowhere", "LogDirectory", -1, "untouched", 99},
+      {"", "", -1, "untouched", 99},
+      {"Gateway", "", -1, "untouched", 99},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.section) + "/" + row.key);
+    char value[30] = "untouched";
+    unsigned long type = 99;
+    EXPECT_EQ(getBufferFromTable(row.section, row.key, value, &type),
+              row.result);
+    EXPECT_STREQ(value, row.value);
+    EXPECT_EQ(type, row.type);
+  }
+}
+
+// Counts and order as hosts know them; what follows the last key is zero.
+TEST(Table, HasEverySectionWithItsKeys) {
+  const struct {
+    const char* name;
+    int keys;
+    const char* first;
+    const char* last;
+  } rows[] = {
+      {"Config", 8, "InstallDirectory", "AddressFile"},
+      {"Gateway", 46, "LogDirectory", "NotesInQueueDirectory"},
+      {"Installed Components", 12, "CCIN", "BSMTP"},
+      {"Connection", 5, "NotesServer", "AlternateNameList"},
+      {"VirusScan", 6, "ProgramType", "ClassVirusFound"},
+      {"Routing", 6, "PrimaryRelayHostName", "NameResolution"},
+      {"Schedules", 16, "obxStartTime", "EnableETRNCmd"},
+      {"Options", 48, "ConcatenateTextItem", "DisableVrfyCmd"},
+      {"Anti-spam", 11, "CheckMailFrom", "RejectUnvalidatedDomain"},
+      {"DelayedMail", 6, "WarnOnlyOnce", "SuccessDeliveryMessageFile"},
+      {"Confirm", 4, "Quit", "ClearLog"},
+      {"RealTimeLogAnalyzer", 4, "GeneralGWStatStartDate", "NumberOfLines"},
+      {"Dynamic Conversion", 4, "AutoCheckAddressFile", "SMTPPOD"},
+      {"Tuning", 12, "SMTPDtimeout", "DNSretries"},
+      {"PostOffice", 5, "PoName", "PoPassword"},
+      {"MsgStore", 6, "HomeDir", "HostName"},
+      {"LocalMail", 2, "HomeDir", "TimeRetry"},
+      {"Ldap", 4, "HostName", "Password"},
+      {"PreProcessor", 6, "NumberOfModules", "Module4"},
+      {"bsmtp", 9, "BSMTPDirectory", "EnableDecoder"},
+      {"DLManager", 4, "Domain", "RestoreDb"},
+      {"Debug", 1, "DetailedSMTPLog", "DetailedSMTPLog"},
+      {"Local Components", 4, "SMTPD", "CCOUT"},
+  };
+  const cfgSection* section = cfgTable;
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_STREQ(section->name, row.name);
+    int keys = 0;
+    while (*section->keys[keys].key != '\0') {
+      EXPECT_EQ(section->keys[keys].flag, FLAG_SINGLE_VALUE);
+      EXPECT_STREQ(section->keys[keys].spare, "");
+      ++keys;
+    }
+    EXPECT_EQ(keys, row.keys);
+    EXPECT_STREQ(section->keys[0].key, row.first);
+    EXPECT_STREQ(section->keys[keys - 1].key, row.last);
+    EXPECT_EQ(section->keys[keys].type, 0U);
+    EXPECT_STREQ(section->keys[keys].tableValue, "");
+    EXPECT_EQ(section->keys[keys + 1].key, nullptr);
+    ++section;
+  }
+  EXPECT_STREQ(section->name, "");
+}
+
+// Defaults that a slip of the table would change unseen.
+TEST(Table, KeepsDefaults) {
+  std::multiset<std::string> defaults;
+  for (const auto& section : cfgTable) {
+    for (const cfgKey* key = section.keys; *key->key != '\0'; ++key) {
+      defaults.insert(key->defaultValue);
+    }
+  }
+  EXPECT_EQ(defaults.count("YES"), 107U);
+  EXPECT_EQ(defaults.count("NO"), 44U);
+  EXPECT_EQ(defaults.count("25"), 10U);
+  EXPECT_EQ(defaults.count("5"), 41U);
+  EXPECT_EQ(defaults.count(" postmaster@example.com"), 1U);
+  EXPECT_EQ(defaults.count("example.com"), 1U);
+}
+
+TEST(Table, NamesTypesAndFlags) {
+  for (unsigned long code = 1; code <= 24; ++code) {
+    std::string name(ul2str(code));
+    EXPECT_EQ(str2ul(name.data()), code == TYPE_STRING_LIST ? 0 : code) << name;
+  }
+  const struct {
+    const char* name;
+    unsigned long code;
+  } rows[] = {{"type_number", TYPE_NUMBER},
+              {"type_string_list", 0},
+              {"TYPE_NUMBE", 0},
+              {"", 0}};
+  for (const auto& row : rows) {
+    std::string name(row.name);
+    EXPECT_EQ(str2ul(name.data()), row.code) << row.name;
+  }
+  EXPECT_STREQ(ul2str(18), "TYPE_STRING_LIST");
+  EXPECT_EQ(ul2str(0), nullptr);
+  EXPECT_EQ(ul2str(25), nullptr);
+  EXPECT_STREQ(ul2strflg(1), "FLAG_SINGLE_VALUE");
+  EXPECT_STREQ(ul2strflg(2), "FLAG_MULTIPLE_VALUE");
+  EXPECT_EQ(ul2strflg(0), nullptr);
+  EXPECT_EQ(ul2strflg(3), nullptr);
+}
+
+}  // namespace
