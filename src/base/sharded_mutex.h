@@ -39,7 +39,9 @@ class ShardedMutex {
   };
 
   std::shared_mutex& own_shard() {
-    thread_local std::size_t number = 0;  // 0 until the thread comes first
+    // 0 until the thread comes first. Without the attribute every look costs
+    // a call; libraries that a process loads late may have a few such words.
+    [[gnu::tls_model("initial-exec")]] thread_local std::size_t number = 0;
     if (number == 0) {
       static std::atomic<std::size_t> threads{0};
       number = ++threads;

@@ -28,6 +28,10 @@ struct cacheEntry {
   char* value;
   unsigned long type;
   cacheEntry* next;
+  // Lengths of the three texts: most other entries differ in one of them.
+  std::size_t section_length;
+  std::size_t key_length;
+  std::size_t value_length;
 };
 
 void free_entry(cacheEntry* entry) {
@@ -47,29 +51,41 @@ unsigned long clear_count = 0;                   // guarded by cache_mutex
 
 // The hash decides which lookups hit, so it is part of the contract: it runs
 // from the last character to the second and takes bytes as signed.
-std::size_t bucket_of(const char* key) {
+std::size_t bucket_of(std::string_view key) {
   std::uint32_t hash = 0;
-  for (std::size_t i = std::strlen(key); i > 1; --i) {
+  for (std::size_t i = key.size(); i > 1; --i) {
     const auto byte = static_cast<signed char>(key[i - 1]);
     hash = hash * 32 + static_cast<std::uint32_t>(byte);
   }
   return hash % kBuckets;
 }
 
+// Most hosts write a name as the entry has it; letters are folded otherwise.
+bool same_text(const char* text, std::string_view other) {
+  return std::memcmp(text, other.data(), other.size()) == 0 ||
+         same_name(text, other.data());
+}
+
+bool is_entry_of(const cacheEntry& entry, std::string_view section,
+                 std::string_view key) {
+  return entry.key_length == key.size() &&
+         entry.section_length == section.size() && same_text(entry.key, key) &&
+         same_text(entry.section, section);
+}
+
 // The link that points at the address's entry, or the chain's last link.
-cacheEntry** find_link(const char* section, const char* key) {
+cacheEntry** find_link(std::string_view section, std::string_view key) {
   cacheEntry** link = &config_cache[bucket_of(key)];
-  while (*link != nullptr && !(same_name((*link)->section, section) &&
-                               same_name((*link)->key, key))) {
+  while (*link != nullptr && !is_entry_of(**link, section, key)) {
     link = &(*link)->next;
   }
   return link;
 }
 
 // Complete, or null: an entry never lacks a text.
-std::unique_ptr<cacheEntry, EntryFree> new_entry(const char* section,
-                                                 const char* key,
-                                                 const char* value,
+std::unique_ptr<cacheEntry, EntryFree> new_entry(std::string_view section,
+                                                 std::string_view key,
+                                                 std::string_view value,
                                                  unsigned long type) {
   std::unique_ptr<cacheEntry, EntryFree> entry(
       heap_record<cacheEntry>().release());
@@ -80,13 +96,16 @@ std::unique_ptr<cacheEntry, EntryFree> new_entry(const char* section,
   entry->key = heap_copy(key).release();
   entry->value = heap_copy(value).release();
   entry->type = type;
+  entry->section_length = section.size();
+  entry->key_length = key.size();
+  entry->value_length = value.size();
   const bool complete = entry->section != nullptr && entry->key != nullptr &&
                         entry->value != nullptr;
   return complete ? std::move(entry) : nullptr;
 }
 
-void update(cacheEntry* entry, const char* value, unsigned long type) {
-  if (same_name(entry->value, value)) {
+void update(cacheEntry* entry, std::string_view value, unsigned long type) {
+  if (entry->value_length == value.size() && same_text(entry->value, value)) {
     return;
   }
   auto copy = heap_copy(value);
@@ -94,6 +113,7 @@ void update(cacheEntry* entry, const char* value, unsigned long type) {
     return;
   }
   std::free(std::exchange(entry->value, copy.release()));
+  entry->value_length = value.size();
   entry->type = type;
 }
 
@@ -112,15 +132,16 @@ void add_locked(const char* section, const char* key, const char* value,
 std::optional<std::size_t> lookup_cache(const char* section, const char* key,
                                         std::span<char> field,
                                         unsigned long* type) {
+  const std::string_view wanted_section(section);
+  const std::string_view wanted_key(key);
   const std::shared_lock lock(cache_mutex);
-  const cacheEntry* entry = *find_link(section, key);
+  const cacheEntry* entry = *find_link(wanted_section, wanted_key);
   if (entry == nullptr) {
     return std::nullopt;
   }
-  const std::string_view value(entry->value);
-  copy_cut(field, value);
+  copy_cut(field, {entry->value, entry->value_length});
   *type = entry->type;
-  return value.size();
+  return entry->value_length;
 }
 
 unsigned long cache_age() {
