@@ -31,12 +31,13 @@ inline HeapText heap_copy(std::string_view text) {
   return copy;
 }
 
-// A record whose members are all zero, or null. Not from calloc(): it passes
-// by glibc's per-thread cache and costs several times as much.
+// A record whose bytes are all zero, padding included, or null. Not from
+// calloc(): it passes by glibc's per-thread cache and costs several times as
+// much.
 template <typename T>
 HeapPtr<T> heap_record() {
   void* memory = std::malloc(sizeof(T));
-  return HeapPtr<T>(memory != nullptr ? new (memory) T{} : nullptr);
+  return HeapPtr<T>(memory != nullptr ? new (memory) T() : nullptr);
 }
 
 }  // namespace configapi
