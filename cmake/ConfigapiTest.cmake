@@ -4,10 +4,9 @@ set(INSTALL_GTEST OFF)
 add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest
                  EXCLUDE_FROM_ALL SYSTEM)
 foreach(lib gtest gtest_main)
-  target_link_libraries(${lib} PRIVATE
-    $<$<BOOL:${CONFIGAPI_SANITIZE}>:-fsanitize=${CONFIGAPI_SANITIZE}>)
   if(CONFIGAPI_SANITIZE)
     target_compile_options(${lib} PRIVATE -fsanitize=${CONFIGAPI_SANITIZE})
+    target_link_options(${lib} INTERFACE -fsanitize=${CONFIGAPI_SANITIZE})
   endif()
   set_target_properties(${lib} PROPERTIES
     ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
