@@ -6,10 +6,12 @@
 
 #include <ctype.h>
 
+#include <charconv>
 #include <climits>
 #include <cstddef>
 #include <cstring>
 #include <string_view>
+#include <system_error>
 
 namespace configapi {
 
@@ -23,7 +25,7 @@ class DateCursor {
 
   [[nodiscard]] bool at_letter() const { return is(_ISalpha); }
   // The digits are the same ten in every locale (C11 7.4.1.5).
-  [[nodiscard]] bool at_digit() const { return digit() < 10; }
+  [[nodiscard]] bool at_digit() const { return digit(0) < 10; }
 
   bool take(char c) {
     const bool there = *at_ == c;
@@ -51,20 +53,26 @@ class DateCursor {
   // The run of digits here as a number, 0 when it is empty. One too large for
   // an int becomes the largest int, which no check of a range lets through.
   int number() {
-    int value = 0;
-    for (; at_digit(); ++at_) {
-      const int next = static_cast<int>(digit());
-      if (__builtin_mul_overflow(value, 10, &value) ||
-          __builtin_add_overflow(value, next, &value)) {
-        value = INT_MAX;
-      }
+    // Most numbers of a date have two digits, and take no loop.
+    if (digit(0) < 10 && digit(1) < 10 && digit(2) >= 10) {
+      const unsigned value = 10 * digit(0) + digit(1);
+      at_ += 2;
+      return static_cast<int>(value);
     }
-    return value;
+    constexpr std::ptrdiff_t kSafeDigits = 9;
+    const char* const begin = at_;
+    unsigned value = 0;
+    for (; at_digit(); ++at_) {
+      value = 10 * value + digit(0);
+    }
+    return at_ - begin <= kSafeDigits ? static_cast<int>(value)
+                                      : long_number({begin, at_});
   }
 
  private:
-  [[nodiscard]] unsigned digit() const {
-    return static_cast<unsigned char>(*at_) - unsigned{'0'};
+  // The value of the digit so far ahead, more than 9 when it is none.
+  [[nodiscard]] unsigned digit(int ahead) const {
+    return static_cast<unsigned char>(at_[ahead]) - unsigned{'0'};
   }
   [[nodiscard]] bool is(unsigned classes) const {
     return (table_[static_cast<unsigned char>(*at_)] & classes) != 0;
@@ -73,6 +81,15 @@ class DateCursor {
     while (is(classes)) {
       ++at_;
     }
+  }
+
+  // A run with leading zeros may still be a small number.
+  static int long_number(std::string_view digits) {
+    int value = 0;
+    const char* const end = digits.data() + digits.size();
+    return std::from_chars(digits.data(), end, value).ec == std::errc{}
+               ? value
+               : INT_MAX;
   }
 
   const char* at_;

@@ -1,6 +1,7 @@
 #include <configapi/host.h>
 #include <configapi/rfcdate.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <climits>
@@ -59,7 +60,7 @@ constexpr bool is_supported(int year) {
   return year >= kFirstYear && year <= kLastYear;
 }
 
-// Three letters as one number, so that a name is compared at once.
+// A name of three letters as one number.
 constexpr std::uint32_t pack(const char* letters) {
   std::uint32_t packed = 0;
   for (std::size_t i = 0; i < kNameLetters; ++i) {
@@ -68,35 +69,54 @@ constexpr std::uint32_t pack(const char* letters) {
   return packed;
 }
 
-constexpr auto kPackedMonths = [] {
-  std::array<std::uint32_t, kMonths> packed{};
-  for (std::size_t i = 0; i < packed.size(); ++i) {
-    packed[i] = pack(tbl_month[i].name);
+// The months by a perfect hash of their names.
+struct MonthSlot {
+  std::uint32_t name;
+  int month;  // 1 to 12
+};
+
+constexpr std::size_t month_slot(std::uint32_t name) {
+  constexpr std::uint32_t kMultiplier = 1909190;  // the least that works
+  return name * kMultiplier >> 28U;
+}
+
+constexpr auto kMonthSlots = [] {
+  std::array<MonthSlot, 16> slots{};
+  for (int i = 0; i < kMonths; ++i) {
+    const std::uint32_t name = pack(tbl_month[i].name);
+    slots[month_slot(name)] = {name, tbl_month[i].value + 1};
   }
-  return packed;
+  return slots;
 }();
 
+static_assert(std::count_if(kMonthSlots.begin(), kMonthSlots.end(),
+                            [](const MonthSlot& slot) {
+                              return slot.month != 0;
+                            }) == kMonths);
+
 // Reading. Each function passes one part of a date and the blanks behind it,
-// and is false when the part is missing or wrong.
+// and is false when the part is missing or wrong. They are inlined to keep the
+// cursor in registers.
 
 // month = a word whose first three letters are a name of tbl_month
-bool read_month(DateCursor* cursor, UTC_DATE* date) {
+[[gnu::always_inline]] inline bool read_month(DateCursor* cursor,
+                                              UTC_DATE* date) {
   const std::string_view word = cursor->letters();
   if (word.size() < kNameLetters) {
     return false;
   }
-  const std::uint32_t packed = pack(word.data());
-  for (std::size_t i = 0; i < kPackedMonths.size(); ++i) {
-    if (kPackedMonths[i] == packed) {
-      date->month = tbl_month[i].value + 1;
-      cursor->skip_space();
-      return true;
-    }
+  const std::uint32_t name = pack(word.data());
+  const MonthSlot& slot = kMonthSlots[month_slot(name)];
+  if (slot.name != name) {
+    return false;
   }
-  return false;
+  date->month = slot.month;
+  cursor->skip_space();
+  return true;
 }
 
-bool read_day(DateCursor* cursor, UTC_DATE* date) {
+[[gnu::always_inline]] inline bool read_day(DateCursor* cursor,
+                                            UTC_DATE* date) {
   if (!cursor->at_digit()) {
     return false;
   }
@@ -105,7 +125,8 @@ bool read_day(DateCursor* cursor, UTC_DATE* date) {
   return true;
 }
 
-bool read_year(DateCursor* cursor, UTC_DATE* date) {
+[[gnu::always_inline]] inline bool read_year(DateCursor* cursor,
+                                             UTC_DATE* date) {
   if (!cursor->at_digit()) {
     return false;
   }
@@ -115,7 +136,8 @@ bool read_year(DateCursor* cursor, UTC_DATE* date) {
 }
 
 // time = [hour] [":" minute] [":" second]
-void read_time(DateCursor* cursor, UTC_DATE* date) {
+[[gnu::always_inline]] inline void read_time(DateCursor* cursor,
+                                             UTC_DATE* date) {
   if (cursor->at_digit()) {
     date->hour = cursor->number();
     cursor->skip_space();
@@ -215,8 +237,8 @@ constexpr auto kDaysBefore = [] {
 }();
 
 // Days since a Saturday, whole weeks left out where they can be. Exact from
-// 1753 on, the first whole year of the Gregorian calendar in Britain; the
-// older years follow the older rule of a leap day every four years.
+// 1753 on, the first whole year of the Gregorian calendar in Britain; earlier
+// years follow no calendar throughout.
 template <typename Int>
 int weekday(const UTC_DATE& date) {
   const Int year = date.year;
@@ -234,8 +256,14 @@ int weekday(const UTC_DATE& date) {
   return static_cast<int>((days + date.day) % 7);
 }
 
-bool is_far(int number) {
-  return number < -(1 << 28) || number > 1 << 28;
+// -1 for a month that is none.
+int weekday_of(const UTC_DATE& date) {
+  if (date.month < 1 || date.month > kMonths) {
+    return -1;
+  }
+  const auto is_far = [](int n) { return n < -(1 << 28) || n > 1 << 28; };
+  return is_far(date.year) || is_far(date.day) ? weekday<std::int64_t>(date)
+                                               : weekday<int>(date);
 }
 
 // Writing. The texts are composed where the longest number has room for every
@@ -353,13 +381,7 @@ extern "C" int ctime2UTC(const char* text, UTC_DATE** out) {
 }
 
 extern "C" int makewkday(const UTC_DATE* date) {
-  using configapi::is_far;
-  if (date->month < 1 || date->month > configapi::kMonths) {
-    return -1;
-  }
-  return is_far(date->year) || is_far(date->day)
-             ? configapi::weekday<std::int64_t>(*date)
-             : configapi::weekday<int>(*date);
+  return configapi::weekday_of(*date);
 }
 
 extern "C" int UTC2rfc(UTC_DATE* date, char* out) {
@@ -368,7 +390,7 @@ extern "C" int UTC2rfc(UTC_DATE* date, char* out) {
       !configapi::settle_year(date)) {
     return 0;
   }
-  const int weekday = makewkday(date);
+  const int weekday = configapi::weekday_of(*date);
   if (weekday < 0) {
     return 0;
   }

@@ -13,7 +13,6 @@ namespace {
 
 constexpr int kZones = 64;
 constexpr int kNoZone = -99;
-constexpr std::size_t kLongestName = 4;
 constexpr int kMinutes = 60;  // of an hour
 
 constexpr unsigned char fold(unsigned byte) {
@@ -77,20 +76,13 @@ constexpr NameEntry zone_tbl[kZones + 1] = {
 namespace configapi {
 namespace {
 
-// The search bisects: a row out of order would never be found, and neither
-// would a name longer than what is looked up.
+// The search bisects: a row out of order would never be found.
 static_assert(std::is_sorted(std::begin(zone_tbl), std::end(zone_tbl) - 1,
                              [](const NameEntry& a, const NameEntry& b) {
                                return std::string_view(a.name) < b.name;
                              }));
-static_assert(std::all_of(std::begin(zone_tbl), std::end(zone_tbl) - 1,
-                          [](const NameEntry& row) {
-                            return std::string_view(row.name).size() <=
-                                   kLongestName;
-                          }));
-
-unsigned char folded(const char* text) {
-  return CharConv[static_cast<unsigned char>(*text)];
+unsigned char folded(char c) {
+  return CharConv[static_cast<unsigned char>(c)];
 }
 
 // Turns +-hhmm read as one number into minutes. Division and remainder both
@@ -114,13 +106,43 @@ std::optional<int> numeric_zone(const char* text) {
   return *text == '-' ? -minutes : minutes;
 }
 
-std::optional<int> named_zone(std::string_view name) {
-  std::array<char, kLongestName + 1> key{};
-  if (name.size() > kLongestName) {
-    return std::nullopt;
+// Byte order of a key without NUL and a name, as strcmp() tells it.
+int compare(std::string_view key, const char* name) {
+  for (const char c : key) {
+    if (c != *name) {
+      return static_cast<unsigned char>(c) - static_cast<unsigned char>(*name);
+    }
+    ++name;
   }
-  std::copy(name.begin(), name.end(), key.begin());
-  const int value = cmdbsrch(key.data(), zone_tbl, kZones);
+  return *name == '\0' ? 0 : -1;
+}
+
+int bisect(std::string_view key, const NameEntry* table, int count) {
+  const int first = key.empty() ? 0 : folded(key.front());
+  int low = 0;
+  int high = count - 1;
+  while (high >= low) {
+    const int middle = low + (high - low) / 2;
+    const NameEntry& entry = table[middle];
+    // Most rows part at the first letter.
+    int order = first - folded(*entry.name);
+    if (order == 0) {
+      order = compare(key, entry.name);
+    }
+    if (order == 0) {
+      return entry.value;
+    }
+    if (order < 0) {
+      high = middle - 1;
+    } else {
+      low = middle + 1;
+    }
+  }
+  return table[count].value;
+}
+
+std::optional<int> named_zone(std::string_view name) {
+  const int value = bisect(name, zone_tbl, kZones);
   if (value == kNoZone) {
     return std::nullopt;
   }
@@ -172,25 +194,5 @@ extern "C" const char* rcmd_srch(int value, const NameEntry* table) {
 }
 
 extern "C" int cmdbsrch(const char* key, const NameEntry* table, int count) {
-  const int first = configapi::folded(key);
-  int low = 0;
-  int high = count - 1;
-  while (high >= low) {
-    const int middle = low + (high - low) / 2;
-    const NameEntry& entry = table[middle];
-    // Most rows part at the first letter, without a call.
-    int order = first - configapi::folded(entry.name);
-    if (order == 0) {
-      order = std::strcmp(key, entry.name);
-    }
-    if (order == 0) {
-      return entry.value;
-    }
-    if (order < 0) {
-      high = middle - 1;
-    } else {
-      low = middle + 1;
-    }
-  }
-  return table[count].value;
+  return configapi::bisect(key, table, count);
 }
