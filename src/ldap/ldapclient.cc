@@ -17,6 +17,7 @@
 #include "ldap/attr_list.h"
 #include "ldap/entries.h"
 #include "ldap/log.h"
+#include "ldap/modlist.h"
 #include "ldap/owners.h"
 #include "ldap/search.h"
 #include "ldap/sigpipe_block.h"
@@ -222,7 +223,7 @@ SearchReq* ldapClient::ldapClientSearch(char* base, int scope, int option,
 }
 
 int ldapClient::ldapClientAdd(char* dn, attrval* list) {
-  const configapi::ModsPtr mods(get_modlist(list, LDAP_MOD_ADD));
+  const configapi::ModsPtr mods = configapi::get_addlist(list);
   const SigpipeBlock block;
   if (ld == nullptr || mods == nullptr ||
       ldap_add_s(ld, dn, mods.get()) != LDAP_SUCCESS) {

@@ -1,15 +1,17 @@
-// Modification arrays: what add and modify hand to the LDAP library.
+#include "ldap/modlist.h"
 
 #include <configapi/internals.h>
 #include <ldap.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <span>
 #include <string_view>
 
+#include "base/ascii.h"
 #include "base/heap_text.h"
-#include "ldap/owners.h"
 
 namespace configapi {
 namespace {
@@ -27,51 +29,89 @@ std::size_t count_records(const attrval* list) {
   return count;
 }
 
-template <typename T>
-T** heap_array(std::size_t slots) {
-  return static_cast<T**>(std::calloc(slots, sizeof(T*)));
+// Null, or one without a type, when memory is out.
+LDAPMod* new_mod(int op, std::string_view type) {
+  auto mod = heap_record<LDAPMod>();
+  if (mod != nullptr) {
+    mod->mod_op = op | LDAP_MOD_BVALUES;
+    mod->mod_type = heap_copy(type).release();
+  }
+  return mod.release();
 }
 
 // False when memory is out; what was allocated hangs on mod then.
-bool fill_mod(LDAPMod* mod, const attrval& record, int op) {
-  mod->mod_op = op | LDAP_MOD_BVALUES;
-  mod->mod_type = heap_copy(field_text(record.name)).release();
-  mod->mod_bvalues = heap_array<berval>(2);
-  if (mod->mod_type == nullptr || mod->mod_bvalues == nullptr) {
+bool append_value(LDAPMod* mod, std::string_view text) {
+  std::size_t count = 0;
+  while (mod->mod_bvalues != nullptr && mod->mod_bvalues[count] != nullptr) {
+    ++count;
+  }
+  auto** values = static_cast<berval**>(
+      std::realloc(mod->mod_bvalues, (count + 2) * sizeof(berval*)));
+  if (values == nullptr) {
     return false;
   }
-  berval* value = heap_record<berval>().release();
-  mod->mod_bvalues[0] = value;
-  if (value == nullptr) {
+  mod->mod_bvalues = values;
+  values[count] = heap_record<berval>().release();
+  values[count + 1] = nullptr;
+  if (values[count] == nullptr) {
     return false;
   }
-  const std::string_view text = field_text(record.value);
-  value->bv_len = text.size();
-  value->bv_val = heap_copy(text).release();
-  return value->bv_val != nullptr;
+  values[count]->bv_len = text.size();
+  values[count]->bv_val = heap_copy(text).release();
+  return values[count]->bv_val != nullptr;
 }
 
-}  // namespace
-}  // namespace configapi
+LDAPMod* find_type(LDAPMod** mods, std::string_view type) {
+  for (; *mods != nullptr; ++mods) {
+    const std::string_view present((*mods)->mod_type);
+    if (std::ranges::equal(present, type, {}, ascii_lower, ascii_lower)) {
+      return *mods;
+    }
+  }
+  return nullptr;
+}
 
-extern "C" LDAPMod** get_modlist(attrval* list, int op) {
-  const std::size_t count = configapi::count_records(list);
+enum class Types { kRepeat, kOnce };
+
+// An op of -1 takes each record's own. Null for a list without values and when
+// memory is out.
+ModsPtr build(const attrval* list, int op, Types types) {
+  const std::size_t count = count_records(list);
   if (count == 0) {
     return nullptr;
   }
-  configapi::ModsPtr mods(configapi::heap_array<LDAPMod>(count + 1));
+  ModsPtr mods(
+      static_cast<LDAPMod**>(std::calloc(count + 1, sizeof(LDAPMod*))));
   if (mods == nullptr) {
     return nullptr;
   }
-  LDAPMod** slot = mods.get();
-  for (; list->next != nullptr; list = list->next, ++slot) {
-    *slot = configapi::heap_record<LDAPMod>().release();
-    if (*slot == nullptr ||
-        !configapi::fill_mod(*slot, *list, op == -1 ? list->op : op)) {
+  LDAPMod** end = mods.get();
+  for (; list->next != nullptr; list = list->next) {
+    const std::string_view type = field_text(list->name);
+    LDAPMod* mod =
+        types == Types::kOnce ? find_type(mods.get(), type) : nullptr;
+    if (mod == nullptr) {
+      mod = new_mod(op == -1 ? list->op : op, type);
+      *end++ = mod;
+    }
+    if (mod == nullptr || mod->mod_type == nullptr ||
+        !append_value(mod, field_text(list->value))) {
       return nullptr;
     }
   }
-  return mods.release();
+  return mods;
+}
+
+}  // namespace
+
+ModsPtr get_addlist(const attrval* list) {
+  return build(list, LDAP_MOD_ADD, Types::kOnce);
+}
+
+}  // namespace configapi
+
+extern "C" LDAPMod** get_modlist(attrval* list, int op) {
+  return configapi::build(list, op, configapi::Types::kRepeat).release();
 }
 
 extern "C" void free_modlist(LDAPMod** mods) {

@@ -70,20 +70,20 @@ char* new_text(std::string_view text) {
   return copy;
 }
 
-// "modify cn=Joe: delete cn=Joe, add cn=Jim"
+// "modify cn=Joe: delete cn=Joe, add sn=one=two"
 void record_update(const char* name, const char* dn, LDAPMod** mods) {
   constexpr std::array kOperations = {"add", "delete", "replace"};
   std::string call = std::string(name) + " " + text_or(dn) + ":";
   for (LDAPMod** slot = mods; *slot != nullptr; ++slot) {
     const LDAPMod& mod = **slot;
     EXPECT_TRUE((mod.mod_op & LDAP_MOD_BVALUES) != 0);
-    const berval* value = mod.mod_bvalues[0];
-    EXPECT_EQ(mod.mod_bvalues[1], nullptr);
     call += slot == mods ? " " : ", ";
     call += kOperations.at(
         static_cast<std::size_t>(mod.mod_op & ~LDAP_MOD_BVALUES));
-    call += " " + std::string(mod.mod_type) + "=";
-    call += std::string(value->bv_val, value->bv_len);
+    call += " " + std::string(mod.mod_type);
+    for (berval** value = mod.mod_bvalues; *value != nullptr; ++value) {
+      call += "=" + std::string((*value)->bv_val, (*value)->bv_len);
+    }
   }
   fake->record(std::move(call));
 }
