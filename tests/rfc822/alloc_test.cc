@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <thread>
+#include <utility>
 
 #include "support/alloc_fault.h"
 
@@ -86,7 +87,7 @@ TEST(HeaderRecord, IsReleasedWithEveryField) {
   }
   header->received = text_node(text_node(nullptr));
   header->other = text_node(text_node(nullptr));
-  header->other->next->text = nullptr;
+  std::free(std::exchange(header->other->next->text, nullptr));
   header->date = static_cast<HdrDate*>(std::calloc(1, sizeof(HdrDate)));
   header->date->text = static_cast<char*>(std::calloc(1, 64));
   header->date->utc = static_cast<UTC_DATE*>(std::calloc(9, 4));
