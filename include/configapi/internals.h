@@ -124,6 +124,97 @@ CONFIGAPI_EXPORT OBX_FILE* GetFromFilePool(FilePool* pool, int handle);
 // record is released and the node becomes free.
 CONFIGAPI_EXPORT int f(FilePoolNode* node, int handle, int release);
 
+// Address lists (src/rfc822). RecipParse() under its lock, and without.
+CONFIGAPI_EXPORT unsigned int OBX_RecipParse(char* text, RecipTable* table,
+                                             int reset);
+CONFIGAPI_EXPORT unsigned int ST_RecipParse(char* text, RecipTable* table,
+                                            int reset);
+
+// All below share the one state of the recipient parser: whoever uses them
+// holds csRecipParse, or is the only thread that parses addresses.
+
+// Parses the address that begins at `text` into a recipient, and returns where
+// the next one begins.
+//
+// All backslashes with a double quote, to the end of the text, become blanks.
+// A recipient whose `canon` is null afterwards has no address: the text breaks
+// the grammar (adrparse() fails), or the lexer does, or memory is out. After
+// an address adrLine is at the next one; after one that breaks the grammar it
+// is just behind the token that was in the way. The result is then the next
+// comma; if that token is a comma and not the first, it is this comma.
+CONFIGAPI_EXPORT char* ParseAddr(char* text, Recipient* rec);
+
+// Replaces a recipient's text, which is released, by a copy of src, or by null
+// when src is null. Returns 1; 0, with the field null, when memory is out.
+CONFIGAPI_EXPORT int AssignRp(const char* src, char** field);
+
+// The address lexer. Cuts the text at adrLine into tokens: 0 the end, 257 ":",
+// 258 ",", 259 ";", 260 "<", 261 ">", 262 "@", 263 ".", 264 a word, 265 a
+// quoted string, 266 a domain literal, -1 a domain literal or comment that
+// nothing closes (adrLine is then just behind its "[" or "(").
+CONFIGAPI_EXPORT int adrlex(void);
+
+CONFIGAPI_EXPORT extern char* adrLine;  // the text that has not been read
+CONFIGAPI_EXPORT extern char* adrlval;  // the last of the next two to be set
+CONFIGAPI_EXPORT extern char LexToken[512];  // the last word
+CONFIGAPI_EXPORT extern char ColToken[512];  // the last quoted string or
+                                             // literal with its delimiters
+// Not 0: dots belong to words. "@", "," and ">" set it to 0.
+CONFIGAPI_EXPORT extern int LexDotSkip;
+
+// Reads the quoted string (close is '"') or domain literal (']') that begins
+// at adrLine. Returns ColToken; null, adrLine unmoved, when a literal stays
+// open. A quoted string that does so ends with the text.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c): interface name
+CONFIGAPI_EXPORT char* _CollectStr(char close);
+
+// Skips the comment whose parenthesis stands right before adrLine and copies
+// its inside, cut to 255 bytes, to commentPart, which is returned; null,
+// adrLine unmoved, when it stays open.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c): interface name
+CONFIGAPI_EXPORT char* _SkipComment(void);
+
+// Terminates a token of n characters, without its last one when that is a
+// blank.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c): interface name
+CONFIGAPI_EXPORT void _clean_str(char* buf, unsigned int n);
+
+// The address grammar. Reads one address at adrLine: a word, a mailbox or a
+// group. LexDotSkip is to be 1 and the parts below empty.
+//
+// Returns 0 when there is one, adrLine behind it: behind the ">" of a mailbox
+// or the ";" of a group, else behind the token that follows it. Returns 1 after
+// calling adrerror() when the text breaks the grammar or the address has a
+// part of more than 255 bytes; adrLine is then just behind the token at which
+// that was found. Where the lexer gives -1 the result is 0 at once; the address
+// is then complete only if there is a canonical form.
+CONFIGAPI_EXPORT int adrparse(void);
+CONFIGAPI_EXPORT void adrerror(const char* message);  // does nothing
+
+// The parts of the last address: at most 255 bytes and a NUL, at the pointer
+// that stands behind the buffer that ParseAddr() lets it point to. Those that
+// the address lacks are empty. After a failure they hold what was read by then.
+CONFIGAPI_EXPORT extern char localBuf[256];
+CONFIGAPI_EXPORT extern char* localPart;
+CONFIGAPI_EXPORT extern char domainBuf[256];
+CONFIGAPI_EXPORT extern char* domainPart;
+CONFIGAPI_EXPORT extern char phraseBuf[256];
+CONFIGAPI_EXPORT extern char* phrasePart;
+CONFIGAPI_EXPORT extern char specBuf[256];  // local@domain
+CONFIGAPI_EXPORT extern char* specPart;
+CONFIGAPI_EXPORT extern char routeBuf[256];  // "@a,@b" of <@a,@b:local@domain>
+CONFIGAPI_EXPORT extern char* routePart;
+CONFIGAPI_EXPORT extern char routeaBuf[256];  // the whole of it
+CONFIGAPI_EXPORT extern char* routeaPart;
+CONFIGAPI_EXPORT extern char commentBuf[256];  // inside of the last comment
+CONFIGAPI_EXPORT extern char* commentPart;
+CONFIGAPI_EXPORT extern char wordBuf[256];  // the last word of the address
+CONFIGAPI_EXPORT extern char* wordPart;
+// The canonical form: local@domain, the route address, a lone word, or the
+// group. A group keeps the mailboxes that fit.
+CONFIGAPI_EXPORT extern char canonbuf[256];
+CONFIGAPI_EXPORT extern char* adrCanon;
+
 CONFIGAPI_END_C
 
 #endif  // CONFIGAPI_INTERNALS_H_

@@ -1,0 +1,169 @@
+// Address lists: the lists of real mail, and lists that are made to hurt.
+
+#include <configapi/rfc822.h>
+
+#include <cstddef>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "harness.h"
+
+#ifdef CONFIGAPI_BENCH_GMIME
+#include <gmime/gmime.h>
+#endif
+#ifdef CONFIGAPI_BENCH_ETPAN
+#include <libetpan/libetpan.h>
+#endif
+#ifdef CONFIGAPI_BENCH_DOVECOT
+#include "dovecot_addresses.h"
+#endif
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+// The corpus writes control bytes as \\, \n, \r, \t and \xNN.
+std::string unescaped(std::string_view text) {
+  std::string plain;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\\' || i + 1 == text.size()) {
+      plain += text[i];
+      continue;
+    }
+    const char code = text[++i];
+    if (code == 'x') {
+      const std::string digits(text.substr(i + 1, 2));
+      plain += static_cast<char>(std::stoi(digits, nullptr, 16));
+      i += 2;
+    } else {
+      constexpr std::string_view kCodes = "nrt";
+      constexpr std::string_view kBytes = "\n\r\t";
+      const auto at = kCodes.find(code);
+      plain += at == std::string_view::npos ? code : kBytes[at];
+    }
+  }
+  return plain;
+}
+
+Texts corpus_lists(const std::string& file) {
+  Texts lists;
+  std::ifstream in(file);
+  for (std::string line; std::getline(in, line);) {
+    lists.push_back(unescaped(line.substr(0, line.rfind('\t'))));
+  }
+  return lists;
+}
+
+// Without a corpus: the forms that mail mostly has.
+Texts made_lists() {
+  return {
+      "postmaster@mail.example",
+      "John Smith <john.smith@sales.example>",
+      "\"Smith, John\" <js@h.example>, Ann <ann@lists.mail.example>",
+      "Ann Example\n\t<ann.example@engineering.example>",
+      "a@b.example (Ann), list-owner+ann=b.example@lists.example,\n c@d.org",
+      "team: a@b.example, c@d.example;",
+      "\"Department of Redundancy\" <department@redundancy.example>",
+  };
+}
+
+// A list that RecipParse() may write to.
+class Scratch {
+ public:
+  explicit Scratch(const Texts& texts) {
+    std::size_t longest = 0;
+    for (const auto& text : texts) {
+      longest = std::max(longest, text.size());
+    }
+    bytes_.resize(longest + 1);
+  }
+  char* copy(const std::string& text) {
+    std::memcpy(bytes_.data(), text.c_str(), text.size() + 1);
+    return bytes_.data();
+  }
+
+ private:
+  std::vector<char> bytes_;
+};
+
+// Does the items round and round, going on where the last call stopped.
+template <typename Use>
+bench::Work over(const Texts& items, Use use) {
+  return [&items, use, next = std::size_t{0}](std::size_t units) mutable {
+    for (; units > 0; --units) {
+      use(items[next]);
+      next = next + 1 < items.size() ? next + 1 : 0;
+    }
+  };
+}
+
+bench::Work ours(const Texts& lists) {
+  return over(lists, [scratch = Scratch(lists)](const std::string& text) mutable {
+    RecipTable table{};
+    RecipParse(scratch.copy(text), &table, 1);
+    bench::keep(&table);
+    Clear_RT(&table);
+  });
+}
+
+std::vector<bench::Side> peers(const Texts& lists) {
+  std::vector<bench::Side> sides;
+#ifdef CONFIGAPI_BENCH_DOVECOT
+  sides.push_back({"dovecot", over(lists, [](const std::string& text) {
+                     dovecot_parse_addresses(text.data(), text.size());
+                   })});
+#endif
+#ifdef CONFIGAPI_BENCH_GMIME
+  sides.push_back({"gmime", over(lists, [](const std::string& text) {
+                     InternetAddressList* list =
+                         internet_address_list_parse(nullptr, text.c_str());
+                     if (list != nullptr) {
+                       g_object_unref(list);
+                     }
+                   })});
+#endif
+#ifdef CONFIGAPI_BENCH_ETPAN
+  sides.push_back(
+      {"libetpan", over(lists, [](const std::string& text) {
+         std::size_t at = 0;
+         mailimf_address_list* list = nullptr;
+         if (mailimf_address_list_parse(text.data(), text.size(), &at, &list) ==
+             MAILIMF_NO_ERROR) {
+           mailimf_address_list_free(list);
+         }
+       })});
+#endif
+  (void)lists;
+  return sides;
+}
+
+bench::Row mail_row(const Texts& lists) {
+  bench::Row row{.name = "recipients/mail", .unit = "list"};
+  row.ours = ours(lists);
+  row.peers = peers(lists);
+  if (!row.peers.empty()) {
+    row.bound = bench::Bound{row.peers.front().name, 1.0};
+  }
+  row.count_units = lists.size();
+  return row;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+#ifdef CONFIGAPI_BENCH_DOVECOT
+  dovecot_addresses_start();
+#endif
+#ifdef CONFIGAPI_BENCH_GMIME
+  g_mime_init();
+#endif
+  const char* corpus = bench::corpus_folder();
+  const Texts lists =
+      corpus != nullptr
+          ? corpus_lists(std::string(corpus) + "/addresses/harvested.txt")
+          : made_lists();
+  return bench::run(argc, argv, {mail_row(lists)});
+}

@@ -1,0 +1,252 @@
+// Cuts an address list into addresses and files each as a recipient.
+
+#include <configapi/internals.h>
+#include <configapi/rfc822.h>
+
+#include <array>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "base/critical_section_lock.h"
+#include "base/heap_text.h"
+#include "rfc822/addrgram.h"
+
+namespace configapi {
+namespace {
+
+std::size_t length_between(const char* begin, const char* end) {
+  return static_cast<std::size_t>(end - begin);
+}
+
+// Whether the double quotes of a text pair up; a backslash takes the byte
+// behind it out of the count.
+bool quotes_pair_up(const char* p, bool has_backslashes) {
+  bool paired = true;
+  if (!has_backslashes) {
+    while ((p = std::strchr(p, '"')) != nullptr) {
+      paired = !paired;
+      ++p;
+    }
+    return paired;
+  }
+  for (; *p != '\0'; ++p) {
+    if (*p == '"') {
+      paired = !paired;
+    } else if (*p == '\\' && *++p == '\0') {
+      break;
+    }
+  }
+  return paired;
+}
+
+// A quoted quote would end a phrase for those who read it without its
+// backslash, so it is taken out of the text.
+void blank_quoted_quotes(char* text) {
+  while ((text = std::strstr(text, "\\\"")) != nullptr) {
+    *text++ = ' ';
+    *text++ = ' ';
+  }
+}
+
+// What the globals hold before an address: empty parts.
+void reset_globals() {
+  const auto clear = [](char* buffer) {
+    *buffer = '\0';
+    return buffer;
+  };
+  localPart = clear(localBuf);
+  domainPart = clear(domainBuf);
+  phrasePart = clear(phraseBuf);
+  specPart = clear(specBuf);
+  routeaPart = clear(routeaBuf);
+  routePart = clear(routeBuf);
+  commentPart = clear(commentBuf);
+  adrCanon = clear(canonbuf);
+  wordPart = clear(wordBuf);
+  LexDotSkip = 1;
+}
+
+void publish(const AddressParser& parser) {
+  reset_globals();
+  parser.publish();
+}
+
+// The copy comes first: the text may be the field's own.
+bool assign(std::string_view text, char*& field) {
+  char* const old = std::exchange(field, heap_copy(text).release());
+  if (old != nullptr) {
+    std::free(old);
+  }
+  return field != nullptr;
+}
+
+bool assign_parts(const AddressParser& parser, Recipient& rec) {
+  return assign(parser.local(), rec.local) &&
+         assign(parser.domain(), rec.domain) &&
+         assign(parser.phrase(), rec.phrase) &&
+         assign(parser.comment(), rec.comment) &&
+         assign(parser.canonical(), rec.canon);
+}
+
+// The grammar is done with an address at its ">" and with a group at its ";",
+// and leaves the comments and the separator behind it unread.
+void pass_separator(Lexer& lexer, AddressParser::Ending ending) {
+  for (;;) {
+    lexer.cursor = skip_blanks(lexer.cursor);
+    if (*lexer.cursor != '(') {
+      break;
+    }
+    ++lexer.cursor;
+    if (!lexer.skip_comment()) {
+      --lexer.cursor;
+      return;
+    }
+  }
+  const char next = *lexer.cursor;
+  if (next == ',' || (next == ';' && ending == AddressParser::Ending::kAngle)) {
+    ++lexer.cursor;
+  }
+}
+
+// Where to go on behind an address that broke off. The comma at which it did
+// ends it; but behind a comma that is all there is of an address, the text up
+// to the next comma goes with it.
+const char* pass_broken(AddressParser& parser) {
+  const char* const cursor = parser.lexer().cursor;
+  return parser.broke_at_comma() ? cursor - 1 : strchrnul(cursor, ',');
+}
+
+// Parses the address at `text` into the recipient; gives the next address.
+const char* parse_address(const char* text, AddressParser& parser,
+                          Recipient& rec) {
+  parser.start(skip_blanks(text));
+  if (!parser.parse()) {
+    publish(parser);
+    adrerror("syntax error");
+    return pass_broken(parser);
+  }
+  if (parser.canonical().empty()) {
+    return parser.lexer().cursor;
+  }
+  if (parser.ending() != AddressParser::Ending::kNextToken) {
+    pass_separator(parser.lexer(), parser.ending());
+  }
+  if (!assign_parts(parser, rec)) {
+    Clear_RP(&rec);
+  }
+  return parser.lexer().cursor;
+}
+
+bool is_around_address(char byte) {
+  return byte == ',' || is_class(byte, kBlank);
+}
+
+// An address as written: the text without the commas and blanks around it.
+std::string_view as_written(const char* begin, const char* end) {
+  while (begin != end && is_around_address(*begin)) {
+    ++begin;
+  }
+  std::string_view text(begin, length_between(begin, end));
+  while (text.size() > 1 && is_around_address(text.back())) {
+    text.remove_suffix(1);
+  }
+  return text;
+}
+
+void append(RecipTable& table, Recipient* rec) {
+  if (table.count == 0) {
+    table.first = rec;
+  } else {
+    table.last->next = rec;
+  }
+  table.last = rec;
+  ++table.count;
+}
+
+// Parses all addresses of a list. False when memory is out for a record.
+bool parse_list(const char* text, RecipTable& table) {
+  ListMemo memo(text);
+  AddressParser parser;
+  parser.lexer().memo = &memo;
+  HeapPtr<Recipient> rec;
+  for (const char* cursor = text; *cursor != '\0';) {
+    // The record of an address that was dropped serves the next one.
+    if (rec == nullptr) {
+      rec.reset(AllocateRecipient());
+      if (rec == nullptr) {
+        return false;
+      }
+    }
+    if (*cursor == ',') {
+      ++cursor;
+    }
+    const char* const end = parse_address(cursor, parser, *rec);
+    if (rec->canon != nullptr) {
+      rec->orig = heap_copy(as_written(cursor, end)).release();
+      append(table, rec.release());
+    }
+    cursor = end;
+  }
+  return true;
+}
+
+}  // namespace
+}  // namespace configapi
+
+extern "C" {
+
+unsigned int RecipParse(char* text, RecipTable* table, int reset) {
+  return OBX_RecipParse(text, table, reset);
+}
+
+unsigned int OBX_RecipParse(char* text, RecipTable* table, int reset) {
+  const configapi::CriticalSectionLock lock(&csRecipParse);
+  return ST_RecipParse(text, table, reset);
+}
+
+unsigned int ST_RecipParse(char* text, RecipTable* table, int reset) {
+  if (reset != 0) {
+    *table = RecipTable{};
+  }
+  if (text == nullptr) {
+    return 0;
+  }
+  while (configapi::is_class(*text, configapi::kBlank)) {
+    ++text;
+  }
+  if (*text == '\0') {
+    return 0;
+  }
+  const bool has_backslashes = std::strchr(text, '\\') != nullptr;
+  if (!configapi::quotes_pair_up(text, has_backslashes)) {
+    return 0;
+  }
+  // Once for the list: for each address it would be a walk of all the rest.
+  if (has_backslashes) {
+    configapi::blank_quoted_quotes(text);
+  }
+  return configapi::parse_list(text, *table) ? table->count : 0;
+}
+
+char* ParseAddr(char* text, Recipient* rec) {
+  for (auto* part : {&localBuf, &domainBuf, &phraseBuf, &specBuf, &routeaBuf,
+                     &routeBuf, &commentBuf, &canonbuf, &wordBuf}) {
+    std::memset(*part, 0, sizeof *part);
+  }
+  configapi::blank_quoted_quotes(text);
+  configapi::AddressParser parser;
+  const char* const next = configapi::parse_address(text, parser, *rec);
+  configapi::publish(parser);
+  return text + (next - text);
+}
+
+int AssignRp(const char* src, char** field) {
+  if (src == nullptr) {
+    std::free(std::exchange(*field, nullptr));
+    return 1;
+  }
+  return configapi::assign(src, *field) ? 1 : 0;
+}
+
+}  // extern "C"
