@@ -240,7 +240,8 @@ TEST(Referee, EverySequenceOfTokens) {
 }
 
 TEST(Referee, EveryNestingOfOpenMarks) {
-  expect_agreement({"(", ")", "\"", "\\", "[", "]", "a "}, 5);
+  expect_agreement({"(", ")", "\"", "\\"}, 7);
+  expect_agreement({"(", ")", "[", "]", "\\", "a "}, 5);
 }
 
 // The corpus writes control bytes as \\, \n, \r, \t and \xNN.
