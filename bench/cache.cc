@@ -39,11 +39,11 @@ int main(int argc, char** argv) {
   constexpr std::size_t kCounted = 10000;
   fill_cache();
 
-  bench::Row one{"cached_read", "call", read_setting, {}, {}, {}};
+  bench::Row one{"cached_read", "call", read_setting};
   one.bound = {"ns", kNanoseconds};
   one.count_units = kCounted;
 
-  bench::Row two{"cached_read_2_threads", "call", read_setting, {}, {}, {}};
+  bench::Row two{"cached_read_2_threads", "call", read_setting};
   two.threads = 2;
   two.peers = {{"one_thread", read_setting}};
   two.bound = {"one_thread", kNoSlower};

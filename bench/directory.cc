@@ -89,7 +89,7 @@ int main(int argc, char** argv) {
     return 1;
   }
   constexpr double kOfRawRate = 0.95;
-  bench::Row row{"directory_read", "call", read_setting, {}, {}, {}};
+  bench::Row row{"directory_read", "call", read_setting};
   row.peers = {{"libldap", raw_search}};
   row.bound = {"libldap", 1 / kOfRawRate};
   return bench::run(argc, argv, {row});

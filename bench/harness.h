@@ -33,11 +33,11 @@ struct Bound {
 struct Row {
   std::string name;
   std::string unit;  // of one unit: "message", "list", "call", "byte"
-  Work ours;
-  std::vector<Side> peers;
-  std::optional<Side> limit;   // the least that the machine must do for it
-  std::optional<Bound> bound;  // printed with its verdict
-  int threads = 1;             // each does the units; time is per unit of one
+  Work ours{};
+  std::vector<Side> peers{};
+  std::optional<Side> limit{};    // the least that the machine must do for it
+  std::optional<Bound> bound{};   // printed with its verdict
+  int threads = 1;                // of our side; times are per unit and thread
   std::size_t count_units = 200;  // units of the shorter counted run
 };
 
