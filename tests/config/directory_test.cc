@@ -213,9 +213,10 @@ TEST_F(Settings, AreWrittenIntoAnEntryOrCreateIt) {
   ClearCache();
   EXPECT_EQ(read("MsgStore", "HomeDir").value, "/second");
 
-  // A section's name is a name, whatever it looks like in a DN.
+  // A section's name is a name, whatever it looks like in a DN. "Config" is
+  // one that slapd would take for its own.
   for (const char* odd :
-       {"a,b=c+d", " lead", "#7", "q\"s\\e", "M\xC3\xBCnchen"}) {
+       {"Config", "a,b=c+d", " lead", "#7", "q\"s\\e", "M\xC3\xBCnchen"}) {
     SCOPED_TRACE(odd);
     write(odd, "HomeDir", "x");
     EXPECT_EQ(read(odd, "HomeDir"), (Reading{0, "x", kUntouched}));
