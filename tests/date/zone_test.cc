@@ -1,0 +1,113 @@
+#include <configapi/rfcdate.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+
+#include "date/date_text.h"
+
+namespace {
+
+// What both readers make of a text: the minutes, or "none".
+std::string zone_of(std::string_view text) {
+  const auto copy = test::exact(text);
+  const UTC_DATE before{1, 2, 3, 4, 5, 6, 7, 8, DATE_SECONDS};
+  UTC_DATE date = before;
+  getzone(copy.get(), &date);
+  const int minutes = GetZoneInt(copy.get());
+  if (test::describe(date) == test::describe(before)) {
+    return minutes == -1 ? "none" : "only GetZoneInt";
+  }
+  if (date.flags != (DATE_SECONDS | DATE_ZONE) || date.zone != minutes) {
+    return "differ";
+  }
+  return std::to_string(minutes);
+}
+
+TEST(Zone, KnowsTheseNames) {
+  std::istringstream list(
+      "A -60 AHST -600 AST -240 AT -120 B -120 BST 60 BT -660 C -180 CAT -600 "
+      "CCT 480 CDT -300 CET 60 CST -360 D -240 E -300 EDT -240 EET 120 "
+      "EST -300 F -360 G -420 GMT 0 GST 600 H -480 HST -630 I -540 IDLE 720 "
+      "IDLW -720 IST 330 IT 180 JST 540 JT 450 K -600 L -660 M -720 MDT -360 "
+      "MET 60 MST -420 MT 510 N 60 NFT -210 NST 390 NT -660 NZT 690 O 120 "
+      "P 180 PDT -420 PST -480 Q 240 R 300 S 360 SAST 570 SST 420 T 420 U 480 "
+      "UT 0 V 540 W 600 WAT -60 WDT 60 WET 0 X 660 Y 720 YST -540 Z 0");
+  int rows = 0;
+  std::string minutes;
+  for (std::string name; list >> name >> minutes; ++rows) {
+    EXPECT_EQ(zone_of(name), minutes) << name;
+    EXPECT_STREQ(zone_tbl[rows].name, name.c_str());
+    EXPECT_EQ(cmdbsrch(name.c_str(), zone_tbl, 64), zone_tbl[rows].value);
+    EXPECT_EQ(cmd_srch(name.c_str(), zone_tbl), zone_tbl[rows].value);
+  }
+  EXPECT_EQ(rows, 64);
+  EXPECT_EQ(zone_tbl[64].name, nullptr);
+  EXPECT_EQ(zone_tbl[64].value, -99);
+}
+
+TEST(Zone, ReadsTheFirstWord) {
+  const struct {
+    const char* what;
+    std::string text;
+    const char* expected;
+  } rows[] = {
+      {"blanks in front", " \t\r\n EST", "-300"},
+      {"lower case", "est", "none"},
+      {"mixed case", "Est", "none"},
+      {"not in the table", "UTC", "none"},
+      {"longer than any name", "ESTXY", "none"},
+      {"very long", std::string(100000, 'A'), "none"},
+      {"offset behind a name", "GMT+0100", "0"},
+      {"8-bit behind a name", "EST\xE9", "-300"},
+      {"comment", "(EST)", "none"},
+      {"digits", "0100", "none"},
+      {"empty", "", "none"},
+      {"west", "-0330", "-210"},
+      {"east", "+0100 (CET)", "60"},
+      {"zero", "+0000", "0"},
+      {"minus zero", "-0000", "0"},
+      {"no range", "+9999", "6039"},
+      {"five digits", "+01000", "60"},
+      // '/' is one less than '0', ':' ten more.
+      {"no digits", "+/:/:", "0"},
+      {"8-bit for digits", "+\xFF\xFF\xFF\xFF", "138897"},
+      {"sign alone", "+", "none"},
+      {"three digits", "-010", "none"},
+      {"end behind a blank", " +01", "none"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(zone_of(row.text), row.expected) << row.what;
+  }
+  EXPECT_EQ(GetZoneInt("-0001"), -1);
+}
+
+TEST(NameTables, SearchesAnswerWithTheEndEntry) {
+  for (const char* key : {"", "@", "AA", "EDTX", "ZZ", "z", "\xFF"}) {
+    EXPECT_EQ(cmdbsrch(key, zone_tbl, 64), -99) << key;
+    EXPECT_EQ(cmd_srch(key, zone_tbl), -99) << key;
+  }
+  // The entry behind those searched is the answer, whatever it is.
+  EXPECT_EQ(cmdbsrch("AST", zone_tbl, 1), -1000);
+  EXPECT_EQ(cmdbsrch("A", zone_tbl, 0), -100);
+  EXPECT_EQ(cmd_srch("jan", tbl_month), -1);
+  EXPECT_EQ(cmd_srch("Dec", tbl_month), 11);
+}
+
+TEST(NameTables, FirstNameOfAValue) {
+  EXPECT_STREQ(rcmd_srch(100, zone_tbl), "BST");
+  EXPECT_STREQ(rcmd_srch(0, zone_tbl), "GMT");
+  EXPECT_STREQ(rcmd_srch(8, tbl_month), "Sep");
+  EXPECT_EQ(rcmd_srch(12, tbl_month), nullptr);
+  EXPECT_EQ(rcmd_srch(-99, zone_tbl), nullptr);
+}
+
+TEST(NameTables, FoldingDropsTheHighBit) {
+  for (int byte = 0; byte < 256; ++byte) {
+    const int low = byte % 128;
+    const int expected = low >= 'a' && low <= 'z' ? low - 32 : low;
+    EXPECT_EQ(CharConv[byte], expected) << byte;
+  }
+}
+
+}  // namespace
