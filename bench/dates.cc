@@ -1,0 +1,256 @@
+// Dates of mail: reading and writing one.
+
+#include <configapi/rfcdate.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "harness.h"
+
+#ifdef CONFIGAPI_BENCH_GMIME
+#include <gmime/gmime-utils.h>
+#endif
+#ifdef CONFIGAPI_BENCH_ETPAN
+#include <libetpan/libetpan.h>
+#endif
+#ifdef CONFIGAPI_BENCH_DOVECOT
+#include "dovecot_dates.h"
+#endif
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+// A moment in the form that each side formats.
+struct Moment {
+  UTC_DATE record;
+  std::tm fields;
+  std::time_t time;
+#ifdef CONFIGAPI_BENCH_GMIME
+  GDateTime* gmime;
+#endif
+};
+
+// Does the items round and round, going on where the last call stopped.
+template <typename Item, typename Use>
+bench::Work over(const std::vector<Item>& items, Use use) {
+  return [&items, use, next = std::size_t{0}](std::size_t units) mutable {
+    for (; units > 0; --units) {
+      use(items[next]);
+      next = next + 1 < items.size() ? next + 1 : 0;
+    }
+  };
+}
+
+// The corpus writes control bytes as \\, \n, \r, \t and \xNN.
+std::string unescaped(std::string_view text) {
+  std::string plain;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\\' || i + 1 == text.size()) {
+      plain += text[i];
+      continue;
+    }
+    const char code = text[++i];
+    if (code == 'x') {
+      plain += static_cast<char>(
+          std::stoi(std::string(text.substr(i + 1, 2)), nullptr, 16));
+      i += 2;
+    } else {
+      constexpr std::string_view kCodes = "nrt";
+      constexpr std::string_view kBytes = "\n\r\t";
+      const auto at = kCodes.find(code);
+      plain += at == std::string_view::npos ? code : kBytes[at];
+    }
+  }
+  return plain;
+}
+
+Texts corpus_dates(const std::string& folder) {
+  Texts dates;
+  for (const auto& file : std::filesystem::directory_iterator(folder)) {
+    std::ifstream in(file.path());
+    for (std::string line; std::getline(in, line);) {
+      dates.push_back(unescaped(line.substr(0, line.rfind('\t'))));
+    }
+  }
+  return dates;
+}
+
+// Without a corpus: the forms that mail mostly has.
+Texts made_dates() {
+  constexpr std::array<const char*, 4> kZones = {" +0100", " -0800 (PST)",
+                                                 " GMT", " EST"};
+  constexpr std::time_t kStep = 1234567;  // seconds, about two weeks
+  Texts dates;
+  std::time_t time = 946684800;  // 1 January 2000
+  for (std::size_t i = 0; i < 500; ++i, time += kStep) {
+    std::tm fields{};
+    std::array<char, 64> text{};
+    gmtime_r(&time, &fields);
+    const std::size_t length = std::strftime(text.data(), text.size(),
+                                             "%a, %d %b %Y %H:%M:%S", &fields);
+    dates.push_back(std::string(text.data(), length) +
+                    kZones[i % kZones.size()]);
+  }
+  return dates;
+}
+
+std::vector<Moment> moments(const Texts& texts) {
+  std::vector<Moment> all;
+  for (const auto& text : texts) {
+    UTC_DATE* date = nullptr;
+    if (rfc2UTC(text.c_str(), &date) == 0) {
+      continue;
+    }
+    Moment moment{};
+    moment.record = *date;
+    moment.fields.tm_year = date->year - 1900;
+    moment.fields.tm_mon = date->month - 1;
+    moment.fields.tm_mday = date->day;
+    moment.fields.tm_hour = date->hour;
+    moment.fields.tm_min = date->minute;
+    moment.fields.tm_sec = date->second;
+    moment.time = timegm(&moment.fields) - std::time_t{60} * date->zone;
+#ifdef CONFIGAPI_BENCH_GMIME
+    GTimeZone* zone = g_time_zone_new_offset(60 * date->zone);
+    moment.gmime = g_date_time_new(zone, date->year, date->month, date->day,
+                                   date->hour, date->minute, date->second);
+    g_time_zone_unref(zone);
+#endif
+    std::free(date);
+    all.push_back(moment);
+  }
+  return all;
+}
+
+Texts ctime_texts(const std::vector<Moment>& all) {
+  Texts texts;
+  for (const auto& moment : all) {
+    std::array<char, 64> text{};
+    texts.emplace_back(asctime_r(&moment.fields, text.data()));
+  }
+  return texts;
+}
+
+bench::Row parse_row(const Texts& texts) {
+  bench::Row row;
+  row.name = "dates/parse";
+  row.unit = "date";
+  row.ours = over(texts, [](const std::string& text) {
+    UTC_DATE* date = nullptr;
+    rfc2UTC(text.c_str(), &date);
+    std::free(date);
+  });
+#ifdef CONFIGAPI_BENCH_DOVECOT
+  row.peers.push_back({"dovecot", over(texts, [](const std::string& text) {
+                         std::time_t time = 0;
+                         dovecot_parse_date(text.data(), text.size(), &time);
+                         bench::keep(&time);
+                       })});
+#endif
+#ifdef CONFIGAPI_BENCH_GMIME
+  row.peers.push_back({"gmime", over(texts, [](const std::string& text) {
+                         GDateTime* date =
+                             g_mime_utils_header_decode_date(text.c_str());
+                         if (date != nullptr) {
+                           g_date_time_unref(date);
+                         }
+                       })});
+#endif
+#ifdef CONFIGAPI_BENCH_ETPAN
+  row.peers.push_back(
+      {"libetpan", over(texts, [](const std::string& text) {
+         std::size_t at = 0;
+         mailimf_date_time* date = nullptr;
+         if (mailimf_date_time_parse(text.data(), text.size(), &at, &date) ==
+             MAILIMF_NO_ERROR) {
+           mailimf_date_time_free(date);
+         }
+       })});
+#endif
+  row.peers.push_back({"strptime", over(texts, [](const std::string& text) {
+                         std::tm fields{};
+                         strptime(text.c_str(), "%a, %d %b %Y %H:%M:%S %z",
+                                  &fields);
+                         bench::keep(&fields);
+                       })});
+  // The fastest of those that are installed.
+  row.bound = bench::Bound{row.peers.front().name, 1.0};
+  row.count_units = texts.size();
+  return row;
+}
+
+bench::Row ctime_row(const Texts& texts) {
+  bench::Row row;
+  row.name = "dates/ctime";
+  row.unit = "date";
+  row.ours = over(texts, [](const std::string& text) {
+    UTC_DATE* date = nullptr;
+    ctime2UTC(text.c_str(), &date);
+    std::free(date);
+  });
+  row.peers.push_back({"strptime", over(texts, [](const std::string& text) {
+                         std::tm fields{};
+                         strptime(text.c_str(), "%a %b %d %H:%M:%S %Y",
+                                  &fields);
+                         bench::keep(&fields);
+                       })});
+  row.bound = bench::Bound{"strptime", 1.0};
+  row.count_units = texts.size();
+  return row;
+}
+
+bench::Row format_row(const std::vector<Moment>& all) {
+  bench::Row row;
+  row.name = "dates/format";
+  row.unit = "date";
+  row.ours = over(all, [](const Moment& moment) {
+    UTC_DATE record = moment.record;
+    std::array<char, 64> text;
+    UTC2rfc(&record, text.data());
+    bench::keep(text.data());
+  });
+#ifdef CONFIGAPI_BENCH_DOVECOT
+  row.peers.push_back({"dovecot", over(all, [](const Moment& moment) {
+                         dovecot_format_date(moment.time);
+                       })});
+#endif
+#ifdef CONFIGAPI_BENCH_GMIME
+  row.peers.push_back({"gmime", over(all, [](const Moment& moment) {
+                         g_free(g_mime_utils_header_format_date(moment.gmime));
+                       })});
+#endif
+  row.peers.push_back({"strftime", over(all, [](const Moment& moment) {
+                         std::array<char, 64> text;
+                         const std::size_t length = std::strftime(
+                             text.data(), text.size(),
+                             "%a, %e %b %Y %H:%M:%S %z", &moment.fields);
+                         bench::keep(&length);
+                       })});
+  row.bound = bench::Bound{"strftime", 1.0};
+  row.count_units = all.size();
+  return row;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+#ifdef CONFIGAPI_BENCH_DOVECOT
+  dovecot_start();
+#endif
+  const char* corpus = bench::corpus_folder();
+  const Texts texts = corpus != nullptr
+                          ? corpus_dates(std::string(corpus) + "/dates")
+                          : made_dates();
+  const std::vector<Moment> all = moments(texts);
+  const Texts ctimes = ctime_texts(all);
+  return bench::run(argc, argv,
+                    {parse_row(texts), ctime_row(ctimes), format_row(all)});
+}
