@@ -50,39 +50,6 @@ void write_part(char* buffer, const Part& part) {
   }
 }
 
-std::string_view view(const char* begin, const char* end) {
-  return {begin, static_cast<std::size_t>(end - begin)};
-}
-
-// A phrase that is one quoted string, or words with one blank between them.
-struct PlainPhrase {
-  const char* end;   // its beginning, when there is none
-  const char* next;  // what follows it and the blanks behind it
-};
-
-constexpr unsigned kNoFirst = kWordEnd | kBlank | kParen;
-
-PlainPhrase find_plain_phrase(const char* const p) {
-  if (*p == '"') {
-    const char* const quote = find_class(p + 1, kQuoteStop);
-    return *quote == '"' ? PlainPhrase{quote + 1, skip_blanks(quote + 1)}
-                         : PlainPhrase{p, p};
-  }
-  PlainPhrase phrase{p, p};
-  while (!is_class(*phrase.next, kNoFirst)) {
-    const char* const end = find_class(phrase.next + 1, kWordEnd | kBlank);
-    if (*end == '@') {
-      break;
-    }
-    const bool one_blank = *phrase.end == ' ' && phrase.next - phrase.end == 1;
-    if (phrase.next != p && !one_blank) {
-      return {p, p};
-    }
-    phrase = {end, skip_blanks(end)};
-  }
-  return phrase;
-}
-
 }  // namespace
 
 void Part::keep(std::size_t at, std::string_view text) {
@@ -119,69 +86,8 @@ void Part::set_joined(const Part& first, char byte, const Part& second) {
   }
 }
 
-void AddressParser::start(const char* text) {
-  lexer_.cursor = text;
-  lexer_.dots_in_words = true;
-  lexer_.comment = {};
-  at_first_token_ = true;
-  ending_ = Ending::kNextToken;
-  word_ = {};
-  canonical_ = {};
-  local_.clear();
-  domain_.clear();
-  phrase_.clear();
-  spec_.clear();
-  route_.clear();
-  route_address_.clear();
-}
-
 bool AddressParser::parse() {
-  return read_plain_mailbox() || read_address() || token_ == kLexError;
-}
-
-// Nearly all addresses are of one of these shapes, without comments or gaps:
-//
-//   [ word *( blank word ) | quoted string ] "<" word "@" sub-domains ">"
-//   word "@" sub-domains ( "," | the end )
-//
-// This reads them in one walk and leaves all that the grammar would. False,
-// and nothing has changed, for everything else.
-bool AddressParser::read_plain_mailbox() {
-  const char* const begin = skip_blanks(lexer_.cursor);
-  const PlainPhrase phrase = find_plain_phrase(begin);
-  const bool angle = *phrase.next == '<';
-  const char* const local = angle ? phrase.next + 1 : phrase.next;
-  if ((!angle && phrase.end != begin) || is_class(*local, kNoFirst) ||
-      !lexer_.dots_in_words) {
-    return false;
-  }
-  const char* const at = find_class(local + 1, kWordEnd | kBlank);
-  if (*at != '@' || is_class(at[1], kNoWord)) {
-    return false;
-  }
-  const char* last = nullptr;
-  const char* const end = Lexer::end_of_domain(at + 1, last);
-  const bool ended = angle ? *end == '>' : *end == ',' || *end == '\0';
-  if (!ended || view(local, end).size() > kPartLimit) {
-    return false;
-  }
-  if (phrase.end != begin) {
-    phrase_.set(view(begin, phrase.end));
-    if (*begin == '"') {
-      lexer_.enclosed = view(begin, phrase.end);
-    }
-  }
-  word_ = view(local, at);
-  local_.set(word_);
-  domain_.set(view(at + 1, end));
-  spec_.set(view(local, end));
-  canonical_ = view(local, end);
-  lexer_.text = lexer_.word = view(last, end);
-  lexer_.dots_in_words = false;
-  lexer_.cursor = *end == '\0' ? end : end + 1;
-  at_first_token_ = false;
-  ending_ = angle ? Ending::kAngle : Ending::kNextToken;
-  return true;
+  return read_address() || token_ == kLexError;
 }
 
 // address : word | mailbox | group_list SEMICOLON
@@ -437,8 +343,7 @@ void AddressParser::publish() const {
 extern "C" {
 
 int adrparse() {
-  configapi::AddressParser parser;
-  parser.lexer() = configapi::Lexer::from_globals();
+  configapi::AddressParser parser(configapi::Lexer::from_globals());
   const bool recognised = parser.parse();
   parser.publish();
   if (!recognised) {

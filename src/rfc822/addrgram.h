@@ -62,6 +62,15 @@ class Part {
   std::array<char, kPartSize> gathered_;  // not cleared: there are many of them
 };
 
+// What a recipient takes over from an address.
+struct AddressTexts {
+  std::string_view local;
+  std::string_view domain;
+  std::string_view phrase;
+  std::string_view comment;
+  std::string_view canonical;
+};
+
 class AddressParser {
  public:
   // What ended an address that was recognised.
@@ -71,7 +80,8 @@ class AddressParser {
     kGroup,      // the ";" of the group
   };
 
-  AddressParser() = default;
+  // The lexer is at the beginning of the address.
+  explicit AddressParser(const Lexer& lexer) : lexer_(lexer) {}
   ~AddressParser() = default;
   // Its parts are views into one another.
   AddressParser(const AddressParser&) = delete;
@@ -79,12 +89,9 @@ class AddressParser {
   AddressParser(AddressParser&&) = delete;
   AddressParser& operator=(AddressParser&&) = delete;
 
-  // Sets the lexer to the beginning of an address and forgets the last one.
-  void start(const char* text);
-
   // Recognises one address. False: it breaks the grammar, or one of its parts
-  // does not fit. Where the lexer fails the result is true and canonical() is
-  // what the address has by then, which is nothing but for a group.
+  // does not fit. Where the lexer fails the result is true, but only of a
+  // group there may be an address by then.
   bool parse();
 
   // Stands behind the token that ended the address or at which it broke off.
@@ -95,12 +102,10 @@ class AddressParser {
     return token_ == kComma && !at_first_token_;
   }
 
-  [[nodiscard]] std::string_view canonical() const { return canonical_; }
-  [[nodiscard]] std::string_view local() const { return local_.text(); }
-  [[nodiscard]] std::string_view domain() const { return domain_.text(); }
-  [[nodiscard]] std::string_view phrase() const { return phrase_.text(); }
-  [[nodiscard]] std::string_view comment() const {
-    return utf8_prefix(lexer_.comment, kPartLimit);
+  [[nodiscard]] bool has_address() const { return !canonical_.empty(); }
+  [[nodiscard]] AddressTexts texts() const {
+    return {local_.text(), domain_.text(), phrase_.text(),
+            utf8_prefix(lexer_.comment, kPartLimit), canonical_};
   }
 
   // Writes the lexer's globals and the buffer of each part that there is.
@@ -111,7 +116,6 @@ class AddressParser {
 
   void advance() { token_ = lexer_.next(); }
   void take_word();
-  bool read_plain_mailbox();
   bool read_address();
   bool read_group();
   Found read_mailbox(bool in_group);

@@ -157,7 +157,7 @@ bool Lexer::skip_comment() {
     }
     return false;
   }
-  comment = {cursor, static_cast<std::size_t>(end - 1 - cursor)};
+  comment = view(cursor, end - 1);
   cursor = end;
   return true;
 }
@@ -176,7 +176,7 @@ bool Lexer::collect(char close) {
     }
     return false;
   }
-  enclosed = text = {begin, static_cast<std::size_t>(end - begin)};
+  enclosed = text = view(begin, end);
   if (!closed && text.back() == ' ') {
     text.remove_suffix(1);
   }
@@ -192,8 +192,8 @@ inline Token Lexer::read_word(bool whole_domain) {
       dots_in_words ? kWordEnd | kBlank : kWordEnd | kBlank | kDotByte;
   const char* const end =
       whole_domain ? end_of_domain(begin, last) : find_class(cursor, stops);
-  text = {begin, static_cast<std::size_t>(end - begin)};
-  word = {last, static_cast<std::size_t>(end - last)};
+  text = view(begin, end);
+  word = view(last, end);
   cursor = is_class(*end, kBlank) ? end + 1 : end;
   return kAtom;
 }

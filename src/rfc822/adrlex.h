@@ -85,11 +85,28 @@ inline const char* find_class(const char* p, unsigned bits) {
   }
 }
 
+inline std::string_view view(const char* begin, const char* end) {
+  return {begin, static_cast<std::size_t>(end - begin)};
+}
+
 constexpr const char* skip_blanks(const char* text) {
   while (is_class(*text, kBlank)) {
     ++text;
   }
   return text;
+}
+
+// The end of the sub-domains that begin at `p` and stand together without a
+// gap; `last` becomes the last of them. REQUIRES: a word begins at `p`.
+inline const char* end_of_domain(const char* p, const char*& last) {
+  for (;;) {
+    last = p;
+    p = find_class(p + 1, kWordEnd | kBlank | kDotByte);
+    if (*p != '.' || is_class(p[1], kNoWord)) {
+      return p;
+    }
+    ++p;
+  }
 }
 
 // Remembers which brackets and parentheses of a list nothing closes. Such a
@@ -137,19 +154,6 @@ struct Lexer {
   // Skips a comment whose parenthesis has been read. False, and the cursor
   // stays, when nothing closes it.
   bool skip_comment();
-
-  // The end of the sub-domains that begin at `p` and stand together without a
-  // gap; `last` becomes the last of them. REQUIRES: a word begins at `p`.
-  static const char* end_of_domain(const char* p, const char*& last) {
-    for (;;) {
-      last = p;
-      p = find_class(p + 1, kWordEnd | kBlank | kDotByte);
-      if (*p != '.' || is_class(p[1], kNoWord)) {
-        return p;
-      }
-      ++p;
-    }
-  }
 
   // Reads the quoted string or domain literal that begins at the cursor. False,
   // and the cursor stays, for a domain literal that nothing closes.

@@ -4,6 +4,7 @@
 #include <configapi/rfc822.h>
 
 #include <array>
+#include <cstdlib>
 #include <cstring>
 #include <string_view>
 #include <utility>
@@ -11,6 +12,7 @@
 #include "base/critical_section_lock.h"
 #include "base/heap_text.h"
 #include "rfc822/addrgram.h"
+#include "rfc822/plainaddr.h"
 
 namespace configapi {
 namespace {
@@ -72,21 +74,19 @@ void publish(const AddressParser& parser) {
   parser.publish();
 }
 
-// The copy comes first: the text may be the field's own.
-bool assign(std::string_view text, char*& field) {
-  char* const old = std::exchange(field, heap_copy(text).release());
-  if (old != nullptr) {
-    std::free(old);
-  }
+// Sets a field that holds no text.
+bool store(std::string_view text, char*& field) {
+  field = heap_copy(text).release();
   return field != nullptr;
 }
 
-bool assign_parts(const AddressParser& parser, Recipient& rec) {
-  return assign(parser.local(), rec.local) &&
-         assign(parser.domain(), rec.domain) &&
-         assign(parser.phrase(), rec.phrase) &&
-         assign(parser.comment(), rec.comment) &&
-         assign(parser.canonical(), rec.canon);
+// Files the texts in a recipient that has none: all of them, or none.
+void file_texts(const AddressTexts& texts, Recipient& rec) {
+  if (!store(texts.local, rec.local) || !store(texts.domain, rec.domain) ||
+      !store(texts.phrase, rec.phrase) || !store(texts.comment, rec.comment) ||
+      !store(texts.canonical, rec.canon)) {
+    Clear_RP(&rec);
+  }
 }
 
 // The grammar is done with an address at its ">" and with a group at its ";",
@@ -118,22 +118,30 @@ const char* pass_broken(AddressParser& parser) {
 }
 
 // Parses the address at `text` into the recipient; gives the next address.
-const char* parse_address(const char* text, AddressParser& parser,
-                          Recipient& rec) {
-  parser.start(skip_blanks(text));
+// The globals tell of an address that was refused, and of all others only
+// where it is not one of a list.
+const char* parse_address(const char* text, ListMemo* memo, Recipient& rec) {
+  Lexer lexer;
+  lexer.cursor = text;
+  lexer.memo = memo;
+  AddressParser parser(lexer);
   if (!parser.parse()) {
     publish(parser);
     adrerror("syntax error");
     return pass_broken(parser);
   }
-  if (parser.canonical().empty()) {
-    return parser.lexer().cursor;
+  if (parser.has_address()) {
+    if (parser.ending() != AddressParser::Ending::kNextToken) {
+      pass_separator(parser.lexer(), parser.ending());
+    }
+    for (char** field :
+         {&rec.local, &rec.domain, &rec.phrase, &rec.comment, &rec.canon}) {
+      std::free(std::exchange(*field, nullptr));
+    }
+    file_texts(parser.texts(), rec);
   }
-  if (parser.ending() != AddressParser::Ending::kNextToken) {
-    pass_separator(parser.lexer(), parser.ending());
-  }
-  if (!assign_parts(parser, rec)) {
-    Clear_RP(&rec);
+  if (memo == nullptr) {
+    publish(parser);
   }
   return parser.lexer().cursor;
 }
@@ -165,12 +173,10 @@ void append(RecipTable& table, Recipient* rec) {
 }
 
 // Parses all addresses of a list. False when memory is out for a record.
-bool parse_list(const char* text, RecipTable& table) {
-  ListMemo memo(text);
-  AddressParser parser;
-  parser.lexer().memo = &memo;
+bool parse_list(const char* const list, RecipTable& table) {
+  ListMemo memo(list);
   HeapPtr<Recipient> rec;
-  for (const char* cursor = text; *cursor != '\0';) {
+  for (const char* cursor = list; *cursor != '\0';) {
     // The record of an address that was dropped serves the next one.
     if (rec == nullptr) {
       rec.reset(AllocateRecipient());
@@ -178,15 +184,19 @@ bool parse_list(const char* text, RecipTable& table) {
         return false;
       }
     }
-    if (*cursor == ',') {
-      ++cursor;
+    const char* const begin = skip_blanks(*cursor == ',' ? cursor + 1 : cursor);
+    PlainAddress plain;
+    if (read_plain_address(begin, plain)) {
+      file_texts(plain.texts, *rec);
+      cursor = plain.next;
+    } else {
+      cursor = parse_address(begin, &memo, *rec);
+      plain.written = as_written(begin, cursor);
     }
-    const char* const end = parse_address(cursor, parser, *rec);
     if (rec->canon != nullptr) {
-      rec->orig = heap_copy(as_written(cursor, end)).release();
+      rec->orig = heap_copy(plain.written).release();
       append(table, rec.release());
     }
-    cursor = end;
   }
   return true;
 }
@@ -235,18 +245,16 @@ char* ParseAddr(char* text, Recipient* rec) {
     std::memset(*part, 0, sizeof *part);
   }
   configapi::blank_quoted_quotes(text);
-  configapi::AddressParser parser;
-  const char* const next = configapi::parse_address(text, parser, *rec);
-  configapi::publish(parser);
+  const char* const next =
+      configapi::parse_address(configapi::skip_blanks(text), nullptr, *rec);
   return text + (next - text);
 }
 
 int AssignRp(const char* src, char** field) {
-  if (src == nullptr) {
-    std::free(std::exchange(*field, nullptr));
-    return 1;
-  }
-  return configapi::assign(src, *field) ? 1 : 0;
+  // The copy comes first: src may be the field's own text.
+  char* copy = src != nullptr ? configapi::heap_copy(src).release() : nullptr;
+  std::free(std::exchange(*field, copy));
+  return src == nullptr || copy != nullptr ? 1 : 0;
 }
 
 }  // extern "C"
