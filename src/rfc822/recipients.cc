@@ -23,21 +23,23 @@ std::size_t length_between(const char* begin, const char* end) {
 
 // Whether the double quotes of a text pair up; a backslash takes the byte
 // behind it out of the count.
-bool quotes_pair_up(const char* p, bool has_backslashes) {
+bool quotes_pair_up(const char* p) {
   bool paired = true;
-  if (!has_backslashes) {
-    while ((p = std::strchr(p, '"')) != nullptr) {
-      paired = !paired;
-      ++p;
-    }
-    return paired;
-  }
   for (; *p != '\0'; ++p) {
     if (*p == '"') {
       paired = !paired;
     } else if (*p == '\\' && *++p == '\0') {
       break;
     }
+  }
+  return paired;
+}
+
+// The same for a text without backslashes, from its first quote on.
+bool plain_quotes_pair_up(const char* quote) {
+  bool paired = true;
+  for (; quote != nullptr; quote = std::strchr(quote + 1, '"')) {
+    paired = !paired;
   }
   return paired;
 }
@@ -49,6 +51,24 @@ void blank_quoted_quotes(char* text) {
     *text++ = ' ';
     *text++ = ' ';
   }
+}
+
+// Makes a list ready to be parsed: blanks its quoted quotes, all at once, since
+// for each address it would be a walk of all the rest. False, and it stays as
+// it is, when its double quotes do not pair up.
+bool prepare_quotes(char* list) {
+  const char* const quote = std::strchr(list, '"');
+  if (quote == nullptr) {
+    return true;
+  }
+  if (std::strchr(list, '\\') == nullptr) {
+    return plain_quotes_pair_up(quote);
+  }
+  if (!quotes_pair_up(list)) {
+    return false;
+  }
+  blank_quoted_quotes(list);
+  return true;
 }
 
 // What the globals hold before an address: empty parts.
@@ -225,16 +245,8 @@ unsigned int ST_RecipParse(char* text, RecipTable* table, int reset) {
   while (configapi::is_class(*text, configapi::kBlank)) {
     ++text;
   }
-  if (*text == '\0') {
+  if (*text == '\0' || !configapi::prepare_quotes(text)) {
     return 0;
-  }
-  const bool has_backslashes = std::strchr(text, '\\') != nullptr;
-  if (!configapi::quotes_pair_up(text, has_backslashes)) {
-    return 0;
-  }
-  // Once for the list: for each address it would be a walk of all the rest.
-  if (has_backslashes) {
-    configapi::blank_quoted_quotes(text);
   }
   return configapi::parse_list(text, *table) ? table->count : 0;
 }
