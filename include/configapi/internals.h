@@ -25,14 +25,16 @@ struct berval;
 struct ldap;
 struct ldapmod;
 
-// Waits for the answer to a request: 0 success, -1 the connection failed, -2
-// no answer in time (the request is then abandoned), -3 the server refused.
+// Waits up to `seconds` for the answer to the request msgid: 0 success, -1 the
+// connection failed, -2 no answer in time (the request is then abandoned), -3
+// the server refused. REQUIRES: seconds >= 0; ld is connected.
 CONFIGAPI_EXPORT int wait4result(struct ldap* ld, int seconds, int msgid);
 
-// Turns a list into the LDAP library's modification array, every record with
-// the operation op (0 add, 1 delete, 2 replace), or with its own when op is
-// -1. Null for a list without values and when memory is out. Released with
-// free_modlist().
+// Turns a list into the LDAP library's modification array, for each record one
+// modification that holds copies, with the operation op (0 add, 1 delete, 2
+// replace), or with the record's own when op is -1. Null for a list without
+// values and when memory is out. Released with free_modlist(); both release
+// functions stop at the first null slot, and null does nothing.
 CONFIGAPI_EXPORT struct ldapmod** get_modlist(attrval* list, int op);
 CONFIGAPI_EXPORT void free_modlist(struct ldapmod** mods);
 CONFIGAPI_EXPORT void free_berval(struct berval** values);

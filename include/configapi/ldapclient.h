@@ -6,6 +6,11 @@
 // Failures are logged with LogMessage under the source "LDAP Client API",
 // level 1 for errors and 6 for searches that found nothing.
 //
+// A server that hangs up makes operations fail and raises no SIGPIPE in the
+// host; a signal that the host handles does not end a wait. Whatever failed,
+// the object can be unbound and connected again. Referrals are followed
+// without credentials, as the LDAP library does by default.
+//
 // Lists end with a record that is all zero and carries no data: walk a list
 // while the current record's `next` is not null. N values make N + 1 records.
 
@@ -64,8 +69,8 @@ struct ldap;
 // connected gives its failure code; a search then logs nothing.
 class CONFIGAPI_EXPORT ldapClient {
  public:
-  char bindDN[64];        // set by a bind that succeeded
-  char bindPassword[64];  // set by a bind that succeeded
+  char bindDN[64];        // set by a bind that succeeded; empty before
+  char bindPassword[64];  // set by a bind that succeeded; empty before
   struct ldap* ld;        // the connection, null while there is none
   int cacheEnabled;       // 1 when the LDAP library caches results itself
 
@@ -74,16 +79,19 @@ class CONFIGAPI_EXPORT ldapClient {
   // Opens a connection (LDAP version 3) to the host, null for "localhost"; a
   // port of 0 or less is 389. An object that is connected is unbound first.
   //
-  // Returns 0, or 4 with a log line when the connection fails or the host name
-  // has 64 bytes or more; the object is then unconnected.
+  // Returns 0, or 4 with a log line that gives errno when the connection fails
+  // (0: no such host) or the host name has 64 bytes or more (ENAMETOOLONG);
+  // the object is then unconnected. Waits as long as the system's connect().
   int ldapClientConnect(char* host, int port);
 
   // Authenticates with a simple bind (RFC 4513 section 5.1) and waits up to
-  // 360 seconds for the answer; both texts may be null (anonymous).
+  // 360 seconds for the answer; both texts may be null (anonymous). They may
+  // be the object's own bindDN and bindPassword.
   //
-  // Returns 0 and keeps the texts in bindDN and bindPassword. Returns 4 with a
-  // log line on any failure, and the connection is then closed; a text of 64
-  // bytes or more is refused the same way.
+  // Returns 0 and keeps the texts in bindDN and bindPassword; a null text
+  // leaves its field as it was, an empty one empties it. Returns 4 with a log
+  // line on any failure, and the connection is then closed and both fields as
+  // they were; a text of 64 bytes or more is refused the same way.
   int ldapClientBind(char* dn, char* password);
 
   // Closes the connection, if there is one.
@@ -93,11 +101,14 @@ class CONFIGAPI_EXPORT ldapClient {
   // 0 base, 1 one level, 2 subtree, and a filter of RFC 4515. `option` sets
   // alias dereferencing: 0 never, 1 searching, 2 finding, 3 always. `attrs`
   // names the attribute types wanted and ends with null; null, like the
-  // overloads without it, wants all. `timeout` bounds the wait.
+  // overloads without it, wants all. `timeout` bounds the wait, null does not;
+  // an answer that comes later is kept until the connection is closed.
   //
-  // Returns the entries, for the caller to release with srch_free(), and
-  // *rc = 0. Otherwise null and *rc = 1 (failed, or nothing found; also when
-  // memory is out), 2 (entries could not be counted) or 4 (not connected).
+  // Returns the entries in the server's order, for the caller to release with
+  // srch_free(), and *rc = 0. Otherwise null and *rc = 1 (failed, a limit of
+  // the server was exceeded, nothing found, or memory is out), 2 (entries
+  // could not be counted) or 4 (not connected); the connection stays. One
+  // allocation for each entry and value, and one more for each end record.
   SearchReq* ldapClientSearch(char* base, int scope, int option, char* filter,
                               int* rc);
   SearchReq* ldapClientSearch(char* base, int scope, int option, char* filter,
@@ -107,23 +118,33 @@ class CONFIGAPI_EXPORT ldapClient {
   SearchReq* ldapClientSearch(char* base, int scope, int option, char* filter,
                               char** attrs, struct timeval* timeout, int* rc);
 
-  // Adds the entry `dn` with the values of the list; `op` is ignored.
+  // Adds the entry `dn` with the values of the list; `op` is ignored. An
+  // attribute with several values has a record for each, anywhere in the list.
   // Returns 0, or -1 with a log line. A list without values sends nothing and
   // fails. The list stays the caller's.
   int ldapClientAdd(char* dn, attrval* list);
 
   // Changes the entry `dn` by the list, in order and as one step: the server
   // applies all or none. Returns 0, or the LDAP result code with a log line
-  // (32: no such entry). A list without values, or an object without a
-  // connection, sends nothing and gives -1. The list stays the caller's.
+  // (32: no such entry; negative when the LDAP library failed, -1 when the
+  // connection did). A list without values, an object without a connection and
+  // memory that is out send nothing and give -1. The list stays the caller's.
   int ldapClientModify(char* dn, attrval* list);
 
   // Deletes the entry. Returns 0, or -1 with a log line.
   int ldapClientDelete(char* dn);
 
-  // Gives the entry `dn` the RDN "cn=" and the value of `newName`, which may
-  // be a DN, an RDN or a bare value, under the same parent; the old naming
-  // value goes. Returns 0, or -1 with a log line.
+  // Gives the entry `dn`, which is named by its cn, the RDN "cn=" and the
+  // value of `newName`, which may be a DN, an RDN or a bare value, under the
+  // same parent; the old naming value goes. The values are what dn_check()
+  // takes from both names, as they stand there: special characters of the new
+  // one are to be escaped (RFC 4514), and neither can hold a ','.
+  //
+  // First cn's values are exchanged by a modify, then the RDN. Version 3
+  // servers refuse the modify (codes 64 and 67), which is logged, and exchange
+  // the values with the RDN. Returns 0, or -1 with a log line; when only the
+  // second step fails, what the first one did stays. A value of 512 bytes or
+  // more is refused before anything is sent.
   int ldapClientModRDN(char* dn, char* newName);
 
   // Asks the server whether the entry has the value. Returns 0 when it has,
@@ -145,21 +166,30 @@ class CONFIGAPI_EXPORT ldapClient {
   // Reads a key's value. The first form asks the server for an entry that has
   // the key, the second for the section's entry.
   //
-  // Returns a new text, or null when there is none. *rc is the code of the
-  // search: with a missing entry 1, and in the first form with a missing key
-  // too. Section and key of more than 65 bytes together (second form: a
-  // section of more than 1020) give null and *rc = 1.
+  // Returns the key's first value in the first entry found at or below the
+  // section's, as a new text for the caller to release with free(), or null
+  // when there is none. *rc is the code of the search: 1 when the entry is
+  // missing and, because the first form asks for the key, when that is
+  // missing too. Also null, and *rc = 1, when section and key have more than
+  // 65 bytes together (second form: the section more than 1020) and when
+  // memory is out. A null is logged at level 6, but not when the entry was
+  // found and lacks the key.
   char* ldapGetProfileString(char* section, char* key, int* rc);
   char* ldapGetProfileString(char* section, char* key);
 
-  // Stores a key's value and counts the write in the attribute "ConfigSerial":
-  // 0 when the entry is created or first gets it, then one more each time. The
-  // section's entry is created when it is missing. Two writers of one section
-  // at once may count once.
+  // Stores a key's value in place of all that it had, and counts the write in
+  // the attribute "ConfigSerial": 0 when the entry is created or first gets
+  // it, then one more each time; negative counters and texts that are no
+  // number count as 0, and the largest long stays what it is. The counter is
+  // that of the first entry of this cn anywhere below the LDAP library's
+  // default base. The section's entry is created when it is missing. Two
+  // writers of one section at once may count once. Up to three requests.
   //
-  // Returns 0, or -1 with a log line; then nothing was stored. A key of 64
-  // bytes or more, a value of 512 or more and a section of more than 1020 are
-  // refused before anything is sent.
+  // Returns 0, or -1 with a log line: then nothing was stored, unless the
+  // connection failed after the server had the request. A key of 64 bytes or
+  // more, a value of 512 or more and a section of more than 1020 are refused
+  // before anything is sent, and a section of 512 or more where its entry is
+  // missing.
   int ldapWriteProfileString(char* section, char* key, char* value);
 };
 
