@@ -1,0 +1,138 @@
+// configapi, the administrator's command-line tool: the options that all
+// commands share, and the way in and out.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "host.h"
+#include "nearest.h"
+
+namespace configapi::tool {
+namespace {
+
+constexpr const char* kExitCodes =
+    "Exit codes: 0 done, 1 the answer is no, 2 usage, 3 not in the schema,\n"
+    "4 directory not reachable or bind refused, 5 directory refused the "
+    "request,\n6 type not writable, 7 conflict, 8 file or output error.\n";
+
+void add_connection(CLI::App* app, Connection* connection) {
+  app->add_option("-H", connection->host, "The directory's host")
+      ->envname("CONFIGAPI_HOST")
+      ->type_name("HOST")
+      ->capture_default_str();
+  app->add_option("-p", connection->port, "Its port")
+      ->envname("CONFIGAPI_PORT")
+      ->type_name("PORT")
+      ->check(CLI::Range(1, 65535))
+      ->capture_default_str();
+  app->add_option("-D", connection->bind_dn, "Bind as this entry")
+      ->envname("CONFIGAPI_BINDDN")
+      ->type_name("DN");
+  app->add_option("-y", connection->password_file,
+                  "Take the bind's password from a file; - asks for it")
+      ->envname("CONFIGAPI_PASSFILE")
+      ->type_name("FILE");
+  app->add_option("-t", connection->seconds, "Longest wait for an answer")
+      ->envname("CONFIGAPI_TIMEOUT")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(1U, 86400U))
+      ->capture_default_str();
+}
+
+void add_common(CLI::App* app, Tool* tool) {
+  add_connection(app, &tool->connection);
+  app->add_flag("-q", tool->output.quiet, "Say nothing on standard error");
+  app->add_flag("--json", tool->output.json, "Print one JSON object per line");
+  app->add_flag_callback("-v", show_log, "Show the library's log lines");
+  app->set_version_flag("--version", "configapi " CONFIGAPI_VERSION);
+}
+
+void add_commands(CLI::App* app, Tool* tool) {
+  app->require_subcommand(1);
+  app->fallthrough();  // common options may follow the command too
+  app->footer(kExitCodes);
+  add_get(app, tool);
+  add_list(app, tool);
+  add_describe(app, tool);
+}
+
+// The word that stands where a command should, with the nearest one.
+Failure usage_failure(const CLI::App& app, const CLI::ParseError& error) {
+  if (!app.get_subcommands().empty()) {
+    return {ExitCode::kUsage, error.what()};
+  }
+  std::vector<std::string> commands;
+  for (const CLI::App* command : app.get_subcommands({})) {
+    commands.push_back(command->get_name());
+  }
+  for (const auto& word : app.remaining()) {
+    if (!word.starts_with('-')) {
+      return {ExitCode::kUsage, "no command '" + word + "'",
+              nearest_name(word, commands)};
+    }
+  }
+  return {ExitCode::kUsage, error.what()};
+}
+
+ExitCode parse_and_run(CLI::App* app, int argc, char** argv, Tool* tool) try {
+  app->parse(argc, argv);
+  tool->output.finish();
+  return tool->result;
+} catch (const CLI::Success& success) {  // --help, --version
+  const int done = app->exit(success);
+  tool->output.finish();
+  return static_cast<ExitCode>(done);
+} catch (const CLI::ParseError& error) {
+  throw usage_failure(*app, error);
+}
+
+// With one of the standard descriptors closed, the next file or connection
+// would take its number, and what is printed would go there.
+void fill_standard_descriptors() {
+  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+    if (fcntl(fd, F_GETFD) < 0) {
+      // Opened the wrong way round, so that using it still fails.
+      ::open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+  }
+}
+
+ExitCode run(int argc, char** argv) {
+  Tool tool;
+  try {
+    CLI::App app("Settings, addresses, headers and dates of the mail gateway",
+                 "configapi");
+    add_common(&app, &tool);
+    add_commands(&app, &tool);
+    return parse_and_run(&app, argc, argv, &tool);
+  } catch (const Failure& failure) {
+    tool.report(failure);
+  } catch (const std::exception& error) {
+    tool.report(Failure(ExitCode::kFile, error.what()));
+  }
+  return tool.result;
+}
+
+}  // namespace
+
+void Tool::report(const Failure& failure) {
+  output.error(failure);
+  if (result == ExitCode::kDone) {
+    result = failure.code();
+  }
+}
+
+}  // namespace configapi::tool
+
+int main(int argc, char** argv) {
+  configapi::tool::fill_standard_descriptors();
+  return static_cast<int>(configapi::tool::run(argc, argv));
+}

@@ -1,0 +1,162 @@
+#include "password.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstring>
+#include <string_view>
+
+#include "failure.h"
+#include "file_descriptor.h"
+
+namespace configapi::tool {
+namespace {
+
+// Longer than any password that a bind carries; a wrong file ends early.
+constexpr std::size_t kMaxPasswordFile = 4096;
+
+Failure cannot_read(const std::string& name) {
+  return {ExitCode::kFile,
+          "cannot read the password from " + name + ": " + strerror(errno)};
+}
+
+std::string read_all(int fd, const std::string& name) {
+  std::string bytes;
+  std::array<char, 512> block{};
+  for (;;) {
+    const ssize_t got = ::read(fd, block.data(), block.size());
+    if (got < 0) {
+      throw cannot_read(name);
+    }
+    if (got == 0) {
+      return bytes;
+    }
+    bytes.append(block.data(), static_cast<std::size_t>(got));
+    if (bytes.size() > kMaxPasswordFile) {
+      throw Failure(ExitCode::kFile, name + " is no password file: too long");
+    }
+  }
+}
+
+volatile std::sig_atomic_t interrupted_by;
+
+extern "C" void on_interrupt(int signal) {
+  interrupted_by = signal;
+}
+
+// A signal that ends the tool must not leave the terminal without echo: while
+// this lives it only ends a wait, and comes into its own afterwards. Outside of
+// a wait it is blocked, or one that comes just before would be missed.
+class HeldSignals {
+ public:
+  HeldSignals() {
+    interrupted_by = 0;
+    sigset_t held{};
+    sigemptyset(&held);
+    struct sigaction action {};
+    action.sa_handler = on_interrupt;
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
+      sigaddset(&held, kSignals[i]);
+      sigaction(kSignals[i], &action, &old_[i]);
+    }
+    sigprocmask(SIG_BLOCK, &held, &old_mask_);
+  }
+  ~HeldSignals() {
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
+      sigaction(kSignals[i], &old_[i], nullptr);
+    }
+    sigprocmask(SIG_SETMASK, &old_mask_, nullptr);
+    if (interrupted_by != 0) {
+      ::raise(interrupted_by);
+    }
+  }
+  HeldSignals(const HeldSignals&) = delete;
+  HeldSignals& operator=(const HeldSignals&) = delete;
+  HeldSignals(HeldSignals&&) = delete;
+  HeldSignals& operator=(HeldSignals&&) = delete;
+
+  // Waits for something to read; false when a signal came first.
+  bool wait_readable(int fd) const {
+    pollfd input{fd, POLLIN, 0};
+    return ppoll(&input, 1, nullptr, &old_mask_) > 0;
+  }
+
+ private:
+  static constexpr std::array kSignals = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
+  std::array<struct sigaction, kSignals.size()> old_{};
+  sigset_t old_mask_{};
+};
+
+class EchoOff {
+ public:
+  explicit EchoOff(int fd) : fd_(fd), known_(tcgetattr(fd, &old_) == 0) {
+    termios silent = old_;
+    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    silent.c_lflag |= ECHONL;
+    if (known_) {
+      tcsetattr(fd_, TCSAFLUSH, &silent);
+    }
+  }
+  ~EchoOff() {
+    if (known_) {
+      tcsetattr(fd_, TCSAFLUSH, &old_);
+    }
+  }
+  EchoOff(const EchoOff&) = delete;
+  EchoOff& operator=(const EchoOff&) = delete;
+  EchoOff(EchoOff&&) = delete;
+  EchoOff& operator=(EchoOff&&) = delete;
+
+ private:
+  int fd_;
+  termios old_{};
+  bool known_;
+};
+
+std::string ask(int terminal) {
+  constexpr std::string_view kPrompt = "Password: ";
+  const HeldSignals signals;
+  const EchoOff silence(terminal);
+  std::array<char, kMaxPasswordFile> line{};
+  const bool ready = ::write(terminal, kPrompt.data(), kPrompt.size()) > 0 &&
+                     signals.wait_readable(terminal);
+  const ssize_t got = ready ? ::read(terminal, line.data(), line.size()) : -1;
+  if (got < 0) {
+    throw cannot_read("the terminal");
+  }
+  return {line.data(), static_cast<std::size_t>(got)};
+}
+
+std::string read_raw(const std::string& file) {
+  const bool from_terminal = file == "-";
+  const FileDescriptor fd(
+      ::open(from_terminal ? "/dev/tty" : file.c_str(),
+             (from_terminal ? O_RDWR : O_RDONLY) | O_CLOEXEC | O_NOCTTY));
+  const std::string name = from_terminal ? "the terminal" : file;
+  if (!fd) {
+    throw cannot_read(name);
+  }
+  return from_terminal ? ask(fd.get()) : read_all(fd.get(), name);
+}
+
+}  // namespace
+
+std::string read_password(const std::string& file) {
+  std::string password = read_raw(file);
+  if (password.ends_with('\n')) {
+    password.pop_back();
+  }
+  if (password.empty() || password.find('\0') != std::string::npos) {
+    throw Failure(ExitCode::kFile,
+                  "a password is neither empty nor does it hold a NUL byte");
+  }
+  return password;
+}
+
+}  // namespace configapi::tool

@@ -1,0 +1,154 @@
+#include "session.h"
+
+#include <array>
+#include <string_view>
+
+#include "deadline.h"
+#include "host.h"
+#include "password.h"
+
+namespace configapi::tool {
+namespace {
+
+// Scopes of a search (RFC 4511 section 4.5.1.2).
+constexpr int kBaseObject = 0;
+constexpr int kSubtree = 2;
+constexpr int kNeverDereference = 0;
+
+// What the library asks for in a buffer that takes any directory value.
+constexpr std::size_t kValueSize = 512;
+
+std::vector<Entry> copied(const SearchReq* list) {
+  std::vector<Entry> entries;
+  for (const SearchReq* entry = list; entry->next != nullptr;
+       entry = entry->next) {
+    Entry& copy = entries.emplace_back();
+    copy.dn = entry->dn;
+    for (const attrval* value = entry->attrs; value->next != nullptr;
+         value = value->next) {
+      copy.values.emplace_back(value->name, value->value);
+    }
+  }
+  return entries;
+}
+
+// What the library logs when the server answered a bind, and said no.
+constexpr std::string_view kBindRefused = "Error on ldap_resul2error";
+
+}  // namespace
+
+Session::Session(const Connection& connection, const Output& output)
+    : connection_(connection), output_(output) {
+  if (connection_.bind_dn.empty() != connection_.password_file.empty()) {
+    throw Failure(ExitCode::kUsage,
+                  "a bind DN (-D) and a password file (-y) go together");
+  }
+  // Asking may take the user a while, so it comes before the connection.
+  std::string password;
+  if (!connection_.bind_dn.empty()) {
+    password = read_password(connection_.password_file);
+  }
+  connect();
+  if (!connection_.bind_dn.empty()) {
+    bind(&password);
+  }
+}
+
+Session::~Session() {
+  config_.ldapClientUnbind();
+}
+
+void Session::connect() {
+  const Deadline deadline(connection_.seconds, no_answer(), output_);
+  std::string host = connection_.host;
+  if (config_.ldapClientConnect(host.data(), connection_.port) != 0) {
+    throw unreachable("is not reachable");
+  }
+}
+
+// A bind that fails closes the connection too.
+void Session::bind(std::string* password) {
+  const Deadline deadline(connection_.seconds, no_answer(), output_);
+  std::string dn = connection_.bind_dn;
+  if (config_.ldapClientBind(dn.data(), password->data()) != 0) {
+    const std::string reason = take_last_error();
+    throw unreachable(reason == kBindRefused
+                          ? "refused the bind as " + dn
+                          : "gave no answer to the bind: " + reason);
+  }
+}
+
+std::optional<std::string> Session::read(const Setting& setting) {
+  const Deadline deadline(connection_.seconds, no_answer(), output_);
+  std::array<char, kValueSize> value{};
+  unsigned long type = 0;
+  const int code =
+      config_.CONFIGReadData(setting.section, setting.key->key, "directory",
+                             value.data(), value.size(), &type);
+  // Code 3 is said of a section without an entry and of a directory that has
+  // gone away alike; an entry that lacks the key gives an empty text.
+  if (code != 0 && !answers()) {
+    throw unreachable("does not answer");
+  }
+  if (code != 0 || value.front() == '\0') {
+    return std::nullopt;
+  }
+  return value.data();
+}
+
+std::vector<Entry> Session::entries() {
+  const Deadline deadline(connection_.seconds, no_answer(), output_);
+  const SearchResult found =
+      search(nullptr, kSubtree, "(objectclass=qxconfig)");
+  if (found != nullptr) {
+    return copied(found.get());
+  }
+  if (!answers()) {
+    throw unreachable("does not answer");
+  }
+  return {};
+}
+
+// A search that failed and one that found nothing have the same code. The
+// root entry is there in every server (RFC 4512 section 5.1).
+bool Session::answers() {
+  std::string base;
+  return search(base.data(), kBaseObject, "(objectclass=*)") != nullptr;
+}
+
+Session::SearchResult Session::search(char* base, int scope,
+                                      std::string filter) {
+  int code = 0;
+  return {config_.ldapClientSearch(base, scope, kNeverDereference,
+                                   filter.data(), &code),
+          {&config_}};
+}
+
+Failure Session::no_answer() const {
+  return unreachable("did not answer within " +
+                     std::to_string(connection_.seconds) + " s");
+}
+
+Failure Session::unreachable(const std::string& what) const {
+  return {ExitCode::kUnreachable, "directory " + connection_.host + " port " +
+                                      std::to_string(connection_.port) + " " +
+                                      what};
+}
+
+std::string read_table(const Setting& setting) {
+  cConfig config;
+  std::array<char, kValueSize> value{};
+  unsigned long type = 0;
+  config.CONFIGReadData(setting.section, setting.key->key, nullptr,
+                        value.data(), value.size(), &type);
+  return value.data();
+}
+
+Failure absent(std::string text, const Connection& connection) {
+  if (connection.bind_dn.empty()) {
+    text += ", or not shown to a session without a bind (-D, -y)";
+  }
+  return {ExitCode::kNo, text};
+}
+
+}  // namespace configapi::tool

@@ -1,0 +1,84 @@
+// The tool's session with the directory: a cConfig that is connected, bound
+// and bounded in time, and ended when it goes out of scope.
+
+#ifndef CONFIGAPI_TOOLS_SESSION_H_
+#define CONFIGAPI_TOOLS_SESSION_H_
+
+#include <configapi/config.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "address.h"
+#include "output.h"
+
+namespace configapi::tool {
+
+// How to reach the directory, from options and environment.
+struct Connection {
+  std::string host = "localhost";
+  int port = 389;
+  std::string bind_dn;        // empty: no bind
+  std::string password_file;  // "-" asks on the terminal
+  unsigned seconds = 10;      // bound on each wait
+};
+
+// An entry as the directory holds it: names and values side by side.
+struct Entry {
+  std::string dn;
+  std::vector<std::pair<std::string, std::string>> values;
+};
+
+class Session {
+ public:
+  // Connects and binds. Throws a Failure: kUsage for a DN without a password
+  // file or the other way round, kFile for a password that cannot be read,
+  // kUnreachable for everything that the directory has a part in.
+  Session(const Connection& connection, const Output& output);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+  Session(Session&&) = delete;
+  Session& operator=(Session&&) = delete;
+
+  // The value that the gateway reads, or nothing when the directory has none.
+  // Throws a Failure (kUnreachable) when the directory does not answer.
+  std::optional<std::string> read(const Setting& setting);
+
+  // Every entry of settings that the directory lets this session see, in its
+  // order. Throws as read() does.
+  std::vector<Entry> entries();
+
+ private:
+  // Search results are the caller's to release, through the object.
+  struct Release {
+    ldapClient* client;
+    void operator()(SearchReq* list) const { client->srch_free(list); }
+  };
+  using SearchResult = std::unique_ptr<SearchReq, Release>;
+
+  SearchResult search(char* base, int scope, std::string filter);
+  void connect();
+  void bind(std::string* password);
+  bool answers();
+  [[nodiscard]] Failure no_answer() const;
+  [[nodiscard]] Failure unreachable(const std::string& what) const;
+
+  Connection connection_;
+  const Output& output_;
+  cConfig config_;
+};
+
+// The value of the schema table; needs no directory.
+std::string read_table(const Setting& setting);
+
+// The failure of asking for what is not there. Without a bind the directory may
+// simply not have shown it, and the text then goes on to say so.
+Failure absent(std::string text, const Connection& connection);
+
+}  // namespace configapi::tool
+
+#endif  // CONFIGAPI_TOOLS_SESSION_H_
