@@ -24,14 +24,15 @@ endfunction()
 
 # configapi_whitebox_test(NAME SOURCES... [LABEL label]) links the library's
 # objects instead, so that allocations can be failed one by one
-# (support/alloc_fault.h) and a fake may stand in for the LDAP library.
+# (support/alloc_fault.h). A fake that the test defines itself stands in for
+# the LDAP library, whose names come last.
 function(configapi_whitebox_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "")
   add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(${name} PRIVATE
     configapi_objects configapi_options test_support test_alloc_fault
-    ${arg_LIBRARIES} configapi_logapi configapi_qxmsconf gtest gtest_main)
+    ldap lber configapi_logapi configapi_qxmsconf gtest gtest_main)
   configapi_add_test(${name} "${arg_LABEL}")
 endfunction()
 
