@@ -53,6 +53,10 @@ bool copy_entry(LDAP* ld, LDAPMessage* message, SearchReq* entry) {
   if (entry->attrs == nullptr) {
     return false;
   }
+  // The calls below end a list with null, and report an error with null too:
+  // only the code that they leave behind tells which it was.
+  int code = LDAP_SUCCESS;
+  ldap_set_option(ld, LDAP_OPT_RESULT_CODE, &code);
   attrval* end = entry->attrs;
   BerElement* position = nullptr;
   LdapText name(ldap_first_attribute(ld, message, &position));
@@ -63,7 +67,8 @@ bool copy_entry(LDAP* ld, LDAPMessage* message, SearchReq* entry) {
     }
     name.reset(ldap_next_attribute(ld, message, position));
   }
-  return true;
+  ldap_get_option(ld, LDAP_OPT_RESULT_CODE, &code);
+  return code == LDAP_SUCCESS;
 }
 
 }  // namespace

@@ -121,7 +121,7 @@ int ldapClient::ldapWriteProfileString(char* section, char* key,
   configapi::SearchCode found{};
   const configapi::EntriesPtr present =
       configapi::search(ld, {.filter = filter.data()}, &found);
-  if (found == configapi::SearchCode::kNoMemory) {
+  if (found == configapi::SearchCode::kNoAnswer) {
     // There may be a counter all the same; it must not start over.
     return configapi::write_failed();
   }

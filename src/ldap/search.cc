@@ -38,16 +38,16 @@ EntriesPtr search(LDAP* ld, const SearchQuery& query, SearchCode* code) {
   ResultPtr result;
   const int error = send_search(ld, query, &result);
   if (error != LDAP_SUCCESS) {
+    // The LDAP library's own errors are negative, a server's are not.
     return search_failed(
-        error == LDAP_NO_MEMORY ? SearchCode::kNoMemory : SearchCode::kNotFound,
-        code);
+        error < 0 ? SearchCode::kNoAnswer : SearchCode::kNotFound, code);
   }
   if (ldap_count_entries(ld, result.get()) == -1) {
     return search_failed(SearchCode::kNotCounted, code);
   }
   EntriesPtr entries = copy_entries(ld, result.get());
   if (entries == nullptr) {
-    return search_failed(SearchCode::kNoMemory, code);
+    return search_failed(SearchCode::kNoAnswer, code);
   }
   if (entries->next == nullptr) {
     log_ldap_info("ldap_search return nothing");

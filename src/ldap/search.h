@@ -10,18 +10,20 @@
 
 namespace configapi {
 
-// The codes of ldapClientSearch(), and one that only the library sees.
+// The codes of ldapClientSearch(), and one that only the library sees: there is
+// no answer, since memory ran out or the LDAP library itself failed. What was
+// asked for may exist all the same.
 enum class SearchCode {
   kFound = 0,
   kNotFound = 1,
   kNotCounted = 2,
   kNoSession = 4,
-  kNoMemory = 5,
+  kNoAnswer = 5,
 };
 
 // What a host is told.
 constexpr int public_code(SearchCode code) {
-  return static_cast<int>(code == SearchCode::kNoMemory ? SearchCode::kNotFound
+  return static_cast<int>(code == SearchCode::kNoAnswer ? SearchCode::kNotFound
                                                         : code);
 }
 

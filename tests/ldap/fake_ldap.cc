@@ -16,6 +16,7 @@
 // The library's opaque types.
 struct ldap {
   int deref = -1;
+  int result_code = -99;
 };
 
 struct ldapmsg {
@@ -132,9 +133,12 @@ int search(LDAP* ld, const char* base, int scope, const char* filter,
   return code;
 }
 
-char* next_attribute(const ldapmsg* message, berelement* element) {
+char* next_attribute(LDAP* ld, const ldapmsg* message, berelement* element) {
   const auto& attributes = message->entry->attributes;
   if (element->next == attributes.size()) {
+    if (message->whole->answer.end_code != 0) {
+      ld->result_code = message->whole->answer.end_code;
+    }
     return nullptr;
   }
   return hand_out(new_text(attributes[element->next++].type));
@@ -187,6 +191,8 @@ int ldap_set_option(LDAP* ld, int option, const void* value) {
   expect_live(ld, "ldap_set_option");
   if (option == LDAP_OPT_DEREF) {
     ld->deref = *static_cast<const int*>(value);
+  } else if (option == LDAP_OPT_RESULT_CODE) {
+    ld->result_code = *static_cast<const int*>(value);
   } else if (option == LDAP_OPT_PROTOCOL_VERSION) {
     fake->record("version " + std::to_string(*static_cast<const int*>(value)));
   } else if (option == LDAP_OPT_RESTART) {
@@ -194,6 +200,13 @@ int ldap_set_option(LDAP* ld, int option, const void* value) {
   } else {
     ADD_FAILURE() << "option " << option;
   }
+  return LDAP_OPT_SUCCESS;
+}
+
+int ldap_get_option(LDAP* ld, int option, void* value) {
+  expect_live(ld, "ldap_get_option");
+  EXPECT_EQ(option, LDAP_OPT_RESULT_CODE);
+  *static_cast<int*>(value) = ld->result_code;
   return LDAP_OPT_SUCCESS;
 }
 
@@ -293,14 +306,14 @@ char* ldap_first_attribute(LDAP* ld, LDAPMessage* message,
     return nullptr;  // no element either, like the library
   }
   *element = hand_out(new berelement);
-  return next_attribute(message, *element);
+  return next_attribute(ld, message, *element);
 }
 
 char* ldap_next_attribute(LDAP* ld, LDAPMessage* message, BerElement* element) {
   const test::Uncounted uncounted;
   expect_live(ld, "ldap_next_attribute");
   expect_live(element, "ldap_next_attribute");
-  return next_attribute(message, element);
+  return next_attribute(ld, message, element);
 }
 
 // The types of a fake entry differ, so the first of that name is meant.

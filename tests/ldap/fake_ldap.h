@@ -30,6 +30,7 @@ struct FakeAnswer {
   int code = 0;
   bool has_result = true;  // a library hands one out with some errors too
   bool countable = true;
+  int end_code = 0;  // what the end of an entry's attributes leaves behind
 };
 
 // The library, from construction to destruction.

@@ -269,13 +269,22 @@ TEST_F(Profile, FailsInOrderWhenMemoryIsOut) {
 }
 
 // A counter that could not be read would start over.
-TEST_F(Profile, WritesNothingWhenTheLibraryHasNoMemoryForTheCounter) {
-  fake.searches = {FakeAnswer{.code = LDAP_NO_MEMORY, .has_result = false}};
-  EXPECT_EQ(client.ldapWriteProfileString(Text("MAIL"), Text("Key"), Text("v")),
-            -1);
-  EXPECT_EQ(fake.take_calls().size(), 1U);
-  EXPECT_EQ(log.take(), (Lines{error("ldap_search failed"),
-                               error("ldapWriteProfileString failed")}));
+TEST_F(Profile, WritesNothingWhenTheCounterCannotBeRead) {
+  const FakeEntry cut_short = {"cn=MAIL", {{"cn", {"MAIL"}}}};
+  const FakeAnswer answers[] = {
+      {.code = LDAP_NO_MEMORY, .has_result = false},
+      {.code = LDAP_SERVER_DOWN, .has_result = false},
+      {.entries = {cut_short}, .end_code = LDAP_NO_MEMORY},
+  };
+  for (const FakeAnswer& answer : answers) {
+    fake.searches = {answer};
+    EXPECT_EQ(
+        client.ldapWriteProfileString(Text("MAIL"), Text("Key"), Text("v")),
+        -1);
+    EXPECT_EQ(fake.take_calls().size(), 1U);
+    EXPECT_EQ(log.take(), (Lines{error("ldap_search failed"),
+                                 error("ldapWriteProfileString failed")}));
+  }
 }
 
 TEST(Names, FirstRdnValue) {
