@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,7 +17,12 @@ constexpr int kDefaultThreshold = 6;
 
 int threshold() {
   const char* text = std::getenv("CONFIGAPI_LOG_LEVEL");
-  return text != nullptr && *text != '\0' ? std::atoi(text) : kDefaultThreshold;
+  int level = kDefaultThreshold;
+  if (text != nullptr) {
+    // A word in place of a number leaves the default: it silences nothing.
+    std::from_chars(text, text + std::strlen(text), level);
+  }
+  return level;
 }
 
 bool to_syslog() {

@@ -62,7 +62,7 @@ TEST_F(LogApi, TheThresholdLeavesOutWhatIsAboveIt) {
   const struct {
     const char* threshold;
     int lines;
-  } rows[] = {{"", 2}, {"6", 2}, {"5", 1}, {"1", 1}, {"0", 0}};
+  } rows[] = {{"", 2}, {"6", 2}, {"5", 1}, {"1", 1}, {"0", 0}, {"debug", 2}};
   for (const auto& row : rows) {
     setenv("CONFIGAPI_LOG_LEVEL", row.threshold, 1);
     const std::string text = logged(both);
