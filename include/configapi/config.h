@@ -103,8 +103,8 @@ CONFIGAPI_EXPORT int InitCache(void);
 
 // Adds the value of an address, or replaces the value and type it had. A value
 // that equals the present one but for letter case changes nothing, the type
-// included. The cache keeps copies. Returns 0 always: a value for which memory
-// is out is not cached.
+// included. The cache keeps copies. Returns 0 always: when memory is out for
+// the value, nothing is cached for the address.
 CONFIGAPI_EXPORT int AddCache(const char* section, const char* key,
                               const char* value, unsigned long type);
 
@@ -141,7 +141,8 @@ class CONFIGAPI_EXPORT cConfig : virtual public ldapClient {
   // be had; dst is then untouched. A size of 0 never touches dst.
   //
   // *type is set to the cached type on a cache hit, or to the schema's type
-  // when the schema knows the address, whatever the result; else it stays.
+  // when the schema knows the address, with results 0 and 3 alike; else it
+  // stays.
   int CONFIGReadData(const char* section, const char* key, const char* source,
                      char* dst, unsigned long size, unsigned long* type);
 
@@ -151,17 +152,18 @@ class CONFIGAPI_EXPORT cConfig : virtual public ldapClient {
   // Reads one value from the entry whose cn is the section; the cache is not
   // touched. When several values match, the last one is delivered.
   //
-  // *status is the code of ldapClientSearch (0 found). dst is left as it was
-  // when there is no such value. `type` is not used and may be null.
-  // REQUIRES: dst has room for 512 bytes.
+  // *status is the code of ldapClientSearch (0 found); 1 for a section of more
+  // than 94 bytes. dst is left as it was when there is no such value. `type` is
+  // not used and may be null. REQUIRES: dst has room for 512 bytes.
   void ldapGetConfigString(const char* section, const char* key, char* dst,
                            unsigned long* type, int* status);
 
   // Stores one value in the entry "cn=" and `dn` (a section's name, escaped by
   // RFC 4514) and its object class, creating the entry when the modify fails.
   // The cache is not touched and the value not validated. A failure is logged
-  // ("ldapWriteConfigString failed") and not reported; a key of 64 bytes or
-  // more or a value of 512 or more is refused that way, and nothing is sent.
+  // ("ldapWriteConfigString failed") and not reported; a section of more than
+  // 94 bytes, a key of 64 or more or a value of 512 or more is refused that
+  // way, and nothing is sent.
   void ldapWriteConfigString(const char* dn, const char* key, char* value);
 };
 

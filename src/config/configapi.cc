@@ -101,8 +101,8 @@ int cConfig::CONFIGReadData(const char* section, const char* key,
   // cannot be had is refused before anything else happens.
   const std::span<char> out(dst, size);
   const configapi::HeapText work(
-      static_cast<char*>(std::malloc(size != 0 ? size : 1)));
-  if (work == nullptr) {
+      size != 0 ? static_cast<char*>(std::malloc(size)) : nullptr);
+  if (work == nullptr && size != 0) {
     return configapi::kNoMemory;
   }
   const auto cached =

@@ -104,12 +104,18 @@ std::unique_ptr<cacheEntry, EntryFree> new_entry(std::string_view section,
   return complete ? std::move(entry) : nullptr;
 }
 
-void update(cacheEntry* entry, std::string_view value, unsigned long type) {
-  if (entry->value_length == value.size() && same_text(entry->value, value)) {
-    return;
-  }
+bool has_value(const cacheEntry& entry, std::string_view value) {
+  return entry.value_length == value.size() && same_text(entry.value, value);
+}
+
+// Gives the entry another value. Without memory for it the entry goes: what it
+// holds is out of date.
+void update(cacheEntry** link, std::string_view value, unsigned long type) {
+  cacheEntry* entry = *link;
   auto copy = heap_copy(value);
   if (copy == nullptr) {
+    *link = entry->next;
+    free_entry(entry);
     return;
   }
   std::free(std::exchange(entry->value, copy.release()));
@@ -120,10 +126,10 @@ void update(cacheEntry* entry, std::string_view value, unsigned long type) {
 void add_locked(const char* section, const char* key, const char* value,
                 unsigned long type) {
   cacheEntry** link = find_link(section, key);
-  if (*link != nullptr) {
-    update(*link, value, type);
-  } else {
+  if (*link == nullptr) {
     *link = new_entry(section, key, value, type).release();
+  } else if (!has_value(**link, value)) {
+    update(link, value, type);
   }
 }
 

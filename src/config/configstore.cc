@@ -45,8 +45,10 @@ const char* last_value(const attrval* attrs, const char* key) {
   return found;
 }
 
-bool fits(const char* key, const char* value) {
-  return std::strlen(key) < sizeof(attrval::name) &&
+// What could not be read again is not written.
+bool fits(const char* section, const char* key, const char* value) {
+  return std::strlen(section) <= kMaxSection &&
+         std::strlen(key) < sizeof(attrval::name) &&
          std::strlen(value) < sizeof(attrval::value);
 }
 
@@ -89,7 +91,7 @@ void cConfig::ldapGetConfigString(const char* section, const char* key,
 
 void cConfig::ldapWriteConfigString(const char* dn, const char* key,
                                     char* value) try {
-  if (!configapi::fits(key, value)) {
+  if (!configapi::fits(dn, key, value)) {
     configapi::log_error("ldapWriteConfigString failed");
     return;
   }
