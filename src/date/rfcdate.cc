@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
