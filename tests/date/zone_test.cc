@@ -103,10 +103,11 @@ TEST(NameTables, FirstNameOfAValue) {
 }
 
 TEST(NameTables, FoldingDropsTheHighBit) {
-  EXPECT_EQ((std::string{char(CharConv['a']), char(CharConv['z' + 128]),
-                         char(CharConv['`']), char(CharConv['{' + 128]),
-                         char(CharConv['Z' + 128]), char(CharConv[0])}),
-            std::string("AZ`{Z\0", 6));
+  std::string folded;
+  for (const char c : std::string("az`{AZ09 \xE1\xFA\xE0\xFB\xC1\xFF")) {
+    folded += static_cast<char>(CharConv[static_cast<unsigned char>(c)]);
+  }
+  EXPECT_EQ(folded, "AZ`{AZ09 AZ`{A\x7F");
 }
 
 }  // namespace
