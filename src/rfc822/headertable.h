@@ -41,7 +41,6 @@ enum HeaderCode : int {
   kResentDate = 28,
   kOther = 29,
 };
-constexpr int kHeaderCodes = 30;  // 0 is no header's
 
 // The bit of a row's flags that the parser reads.
 constexpr int kUnfolded = 2;
