@@ -11,11 +11,11 @@
 //
 // In this header a text is NUL-terminated, sizes and positions count bytes,
 // and no function throws. An interrupted read is read again, an interrupted or
-// short write is continued; only a real failure counts as one. Errors are
-// logged with level 1 and appName as source (host.h), where a text is given
-// below; errno still tells the cause when the call returns. Descriptors are
-// opened close-on-exec, and files larger than 2 GiB open and read on 32-bit
-// hosts too (there, positions past 2 GiB wrap).
+// short write is continued; only a real failure counts as one. Where a text is
+// given below, the failure is logged with level 1 and appName as source
+// (host.h). When the system refused something, errno tells why, also after the
+// entry was logged. Descriptors are opened close-on-exec, and files larger than
+// 2 GiB open and read on 32-bit hosts too (there, positions past 2 GiB wrap).
 //
 // While [Debug] LogFileIO in qxmta.ini is TRUE (in any letter case), every
 // open, create and close is logged, also with level 1. The file is asked anew
@@ -97,8 +97,8 @@ CONFIGAPI_EXPORT int fileclose(int handle);
 // read that gives less than 4096 bytes is the file's last: from there the
 // result stays 0 until setfpos() or uninch().
 //
-// In C++ it is also called getline: see below. About 60 instructions for a
-// line of 44 bytes.
+// In C++ it is also called getline: see below. A search and a copy of the
+// line's bytes; allocates nothing.
 CONFIGAPI_EXPORT int configapi_getline(int handle, char** line);
 
 // Writes the bytes of a text without its NUL; nothing is added.

@@ -27,21 +27,26 @@ T load_field(T& field) {
   return std::atomic_ref(field).load(std::memory_order_acquire);
 }
 
-// The record of an open handle, or null. A handle is used by one thread at a
-// time and closed by its user, so nobody releases the node that is looked at
-// here without the lock; whatever does not match is left to the walk.
-inline OBX_FILE* find_file(int handle) {
+// The record of an open handle if it is known here, else null. A handle is used
+// by one thread at a time and closed by its user, so nobody releases the record
+// that is looked at without a lock.
+inline OBX_FILE* find_by_shortcut(int handle) {
   const auto index = static_cast<unsigned>(handle);
-  if (index < kShortcuts) {
-    FilePoolNode* node = shortcut_nodes[index].load(std::memory_order_acquire);
-    if (node != nullptr && load_field(node->inUse) == 1) {
-      OBX_FILE* file = load_field(node->object);
-      if (file != nullptr && file->fd == handle) {
-        return file;
-      }
-    }
+  if (index >= kShortcuts) {
+    return nullptr;
   }
-  return GetFromFilePool(thread_file_pool, handle);
+  FilePoolNode* node = shortcut_nodes[index].load(std::memory_order_acquire);
+  if (node == nullptr) {
+    return nullptr;
+  }
+  OBX_FILE* file = load_field(node->object);
+  return file != nullptr && file->fd == handle ? file : nullptr;
+}
+
+// The record of an open handle, or null.
+inline OBX_FILE* find_file(int handle) {
+  OBX_FILE* file = find_by_shortcut(handle);
+  return file != nullptr ? file : GetFromFilePool(thread_file_pool, handle);
 }
 
 // Next line, as configapi_getline() delivers it, with its length: a line may
