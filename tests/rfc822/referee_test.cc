@@ -1,32 +1,25 @@
 // The recipient parser against a second one that is generated from the
 // grammar: both must leave the same of every text.
 
-#include "referee.h"
-
 #include <configapi/internals.h>
 #include <configapi/rfc822.h>
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <random>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "exact_text.h"
+#include "referee.h"
+
 namespace {
 
 using Texts = std::vector<std::string>;
-
-std::unique_ptr<char[]> exact_copy(const std::string& text) {
-  auto copy = std::make_unique<char[]>(text.size() + 1);
-  std::memcpy(copy.get(), text.c_str(), text.size() + 1);
-  return copy;
-}
 
 // Control bytes as \xNN, so that a failure can be read and tried again.
 std::string shown(const std::string& text) {
@@ -68,7 +61,7 @@ std::string described(const referee::Parse& parse) {
 }
 
 referee::Parse our_parse(const std::string& text, bool dots_in_words) {
-  const auto copy = exact_copy(text);
+  const test::ExactText copy(text);
   for (char* buffer :
        {localBuf, domainBuf, phraseBuf, specBuf, routeaBuf, routeBuf,
         commentBuf, canonbuf, wordBuf, LexToken, ColToken}) {
@@ -78,7 +71,7 @@ referee::Parse our_parse(const std::string& text, bool dots_in_words) {
   adrLine = copy.get();
   referee::Parse parse;
   parse.result = adrparse();
-  parse.cursor = static_cast<std::size_t>(adrLine - copy.get());
+  parse.cursor = copy.offset_of(adrLine);
   parse.dots_in_words = LexDotSkip != 0;
   parse.parts = {localPart,  domainPart, phrasePart,  specPart,
                  routeaPart, routePart,  commentPart, adrCanon,
@@ -98,7 +91,7 @@ std::string described(const std::vector<referee::Recipient>& recipients,
 }
 
 std::vector<referee::Recipient> our_list(std::string& text) {
-  const auto copy = exact_copy(text);
+  const test::ExactText copy(text);
   RecipTable table{};
   const unsigned int count = RecipParse(copy.get(), &table, 1);
   EXPECT_EQ(count, table.count);
