@@ -79,8 +79,12 @@ enum class OpenFault { kName, kOpen, kMemory };
 OBX_FILE* open_file(const char* name, int access, bool buffered,
                     OpenFault* fault);
 
+// Writes an entry under the host's name, and leaves errno to the caller:
+// logging may do anything to it.
+void log_file_io(const char* text);
+
 // Whether opens, creates and closes are to be logged.
-bool logs_file_io();
+bool is_file_io_logged();
 
 }  // namespace configapi
 
