@@ -148,12 +148,20 @@ std::optional<double> instructions_per_unit(const char* self, const Row& row,
   return (twice - once) / static_cast<double>(n);
 }
 
-// Ours divided by what the bound names, or our time itself.
-double judged(const Row& row, const Collector& times) {
+// Ours divided by what the bound names, or our time itself; nothing when the
+// bound is of instructions and there is no count of them.
+std::optional<double> judged(const Row& row, const Collector& times,
+                             const Json& counts) {
+  const Bound& bound = *row.bound;
+  if (bound.of_instructions) {
+    if (!counts.contains(kOurs) || !counts.contains(bound.against)) {
+      return std::nullopt;
+    }
+    return counts[kOurs].get<double>() / counts[bound.against].get<double>();
+  }
   const double ours = times[row.name + "|" + kOurs];
-  return row.bound->against == "ns"
-             ? ours
-             : ours / times[row.name + "|" + row.bound->against];
+  return bound.against == "ns" ? ours
+                               : ours / times[row.name + "|" + bound.against];
 }
 
 Json report(const char* self, const Row& row, const Collector& times,
@@ -167,18 +175,24 @@ Json report(const char* self, const Row& row, const Collector& times,
   if (row.limit) {
     object["limit"] = {{row.limit->name, times[key(row, *row.limit)]}};
   }
-  if (row.bound) {
-    object["bound"] = {{"against", row.bound->against},
-                       {"at_most", row.bound->at_most},
-                       {"is", judged(row, times)},
-                       {"kept", judged(row, times) <= row.bound->at_most}};
-  }
+  Json counts = Json::object();
   if (count) {
     for (const auto& side : sides(row)) {
       if (const auto ir = instructions_per_unit(self, row, side)) {
-        object["ir"][side.name] = *ir;
+        counts[side.name] = *ir;
       }
     }
+  }
+  if (row.bound) {
+    if (const auto is = judged(row, times, counts)) {
+      object["bound"] = {{"against", row.bound->against},
+                         {"at_most", row.bound->at_most},
+                         {"is", *is},
+                         {"kept", *is <= row.bound->at_most}};
+    }
+  }
+  if (!counts.empty()) {
+    object["ir"] = counts;
   }
   return object;
 }

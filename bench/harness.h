@@ -28,6 +28,8 @@ struct Side {
 struct Bound {
   std::string against;  // the name of a peer or limit side; "ns" for a time
   double at_most;       // ours divided by it, or nanoseconds per unit
+  // Judged on instructions instead, where they are counted and only there.
+  bool of_instructions = false;
 };
 
 struct Row {

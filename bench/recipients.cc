@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <deque>
 #include <fstream>
 #include <string>
 #include <string_view>
@@ -101,12 +102,13 @@ bench::Work over(const Texts& items, Use use) {
 }
 
 bench::Work ours(const Texts& lists) {
-  return over(lists, [scratch = Scratch(lists)](const std::string& text) mutable {
-    RecipTable table{};
-    RecipParse(scratch.copy(text), &table, 1);
-    bench::keep(&table);
-    Clear_RT(&table);
-  });
+  return over(lists,
+              [scratch = Scratch(lists)](const std::string& text) mutable {
+                RecipTable table{};
+                RecipParse(scratch.copy(text), &table, 1);
+                bench::keep(&table);
+                Clear_RT(&table);
+              });
 }
 
 std::vector<bench::Side> peers(const Texts& lists) {
@@ -151,6 +153,62 @@ bench::Row mail_row(const Texts& lists) {
   return row;
 }
 
+// A kind of list that invites a parser to go over it again and again: head,
+// pieces up to the size, tail.
+struct HostileKind {
+  const char* name;
+  const char* head;
+  const char* piece;
+  const char* tail;
+};
+
+constexpr HostileKind kHostileKinds[] = {
+    {"addresses", "", "a@b, ", ""},
+    {"groups", "", "g: a@b; ", ""},
+    {"one-group", "g: ", "a@b, ", "c@d;"},
+    {"quoted-pairs", "", R"("a\"b" <c@d>, )", ""},
+    {"nested-comments", "a@b ", "(", "x"},
+    {"colons", "", "g:", ""},
+    {"long-domain", "a@b", ".b", ""},
+    {"long-route", "<", "@r,", "@r:a@b>"},
+    {"long-phrase", "", "a \t", "<a@b>"},
+    {"open-quote", "\"", "a", ""},
+    {"open-comments", "", "a, (b ", ""},
+    {"open-literals", "", "[a", ""},
+    {"backslashes", "\"\"", "\\", ""},
+};
+
+// The list, with the comments of the kind that nests them closed.
+Texts hostile_list(const HostileKind& kind, std::size_t size) {
+  std::string list = kind.head;
+  const bool nests = std::string_view(kind.name) == "nested-comments";
+  const std::size_t opened = nests ? size / 2 : size;
+  while (list.size() < opened) {
+    list += kind.piece;
+  }
+  list += kind.tail;
+  if (nests) {
+    list.append(size / 2, ')');
+  }
+  return {list};
+}
+
+// The cost may grow with the size of a list and little more.
+bench::Row hostile_row(const HostileKind& kind) {
+  constexpr std::size_t kSmall = std::size_t{16} * 1024;
+  constexpr double kGrowth = 4.5;  // from 16 kB to 64 kB
+  static std::deque<Texts> lists;
+  const Texts& large = lists.emplace_back(hostile_list(kind, 4 * kSmall));
+  const Texts& small = lists.emplace_back(hostile_list(kind, kSmall));
+  bench::Row row{.name = std::string("recipients/64kB-") + kind.name,
+                 .unit = "list"};
+  row.ours = ours(large);
+  row.limit = bench::Side{"16kB", ours(small)};
+  row.bound = bench::Bound{"16kB", kGrowth, true};
+  row.count_units = 4;
+  return row;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -165,5 +223,9 @@ int main(int argc, char** argv) {
       corpus != nullptr
           ? corpus_lists(std::string(corpus) + "/addresses/harvested.txt")
           : made_lists();
-  return bench::run(argc, argv, {mail_row(lists)});
+  std::vector<bench::Row> rows{mail_row(lists)};
+  for (const auto& kind : kHostileKinds) {
+    rows.push_back(hostile_row(kind));
+  }
+  return bench::run(argc, argv, rows);
 }
