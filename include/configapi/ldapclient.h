@@ -69,10 +69,10 @@ struct ldap;
 // connected gives its failure code; a search then logs nothing.
 class CONFIGAPI_EXPORT ldapClient {
  public:
-  char bindDN[64];        // set by a bind that succeeded; empty before
-  char bindPassword[64];  // set by a bind that succeeded; empty before
-  struct ldap* ld;        // the connection, null while there is none
-  int cacheEnabled;       // 1 when the LDAP library caches results itself
+  char bindDN[64] = {};        // set by a bind that succeeded; empty before
+  char bindPassword[64] = {};  // set by a bind that succeeded; empty before
+  struct ldap* ld = nullptr;   // the connection, null while there is none
+  int cacheEnabled = 0;        // 1 when the LDAP library caches results itself
 
   ldapClient();
 

@@ -46,7 +46,7 @@ bool append_value(LDAPMod* mod, std::string_view text) {
     ++count;
   }
   auto** values = static_cast<berval**>(
-      std::realloc(mod->mod_bvalues, (count + 2) * sizeof(berval*)));
+      std::realloc(mod->mod_bvalues, (count + 2) * sizeof(BerValue*)));
   if (values == nullptr) {
     return false;
   }

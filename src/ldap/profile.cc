@@ -84,6 +84,10 @@ Counter next_counter(const SearchReq* entries) {
 }  // namespace
 }  // namespace configapi
 
+// The interface fixes what is const and pointer to const.
+// NOLINTBEGIN(readability-make-member-function-const)
+// NOLINTBEGIN(readability-non-const-parameter)
+
 char* ldapClient::ldapGetProfileString(char* section, char* key, int* rc) try {
   if (std::strlen(section) + std::strlen(key) > configapi::kMaxFilterNames) {
     *rc = configapi::public_code(configapi::SearchCode::kNotFound);
@@ -175,3 +179,6 @@ extern "C" void free_getlist(char** list) {
   }
   std::free(list);
 }
+
+// NOLINTEND(readability-non-const-parameter)
+// NOLINTEND(readability-make-member-function-const)

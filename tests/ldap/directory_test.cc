@@ -25,7 +25,7 @@ struct Value {
 };
 
 class LdapClient : public test::DirectoryTest {
- protected:
+ public:
   void SetUp() override {
     DirectoryTest::SetUp();
     if (IsSkipped() || HasFailure()) {
@@ -45,14 +45,14 @@ class LdapClient : public test::DirectoryTest {
 
   // The caller's list for add and modify, in records of its own.
   attrval* list(const std::vector<Value>& values) {
-    records_.assign(values.size() + 1, attrval{});
+    records.assign(values.size() + 1, attrval{});
     for (std::size_t i = 0; i < values.size(); ++i) {
-      records_[i].op = values[i].op;
-      std::string_view(values[i].name).copy(records_[i].name, 63);
-      std::string_view(values[i].value).copy(records_[i].value, 511);
-      records_[i].next = &records_[i + 1];
+      records[i].op = values[i].op;
+      std::string_view(values[i].name).copy(records[i].name, 63);
+      std::string_view(values[i].value).copy(records[i].value, 511);
+      records[i].next = &records[i + 1];
     }
-    return records_.data();
+    return records.data();
   }
 
   int add(std::string_view dn, const std::vector<Value>& values) {
@@ -101,16 +101,16 @@ class LdapClient : public test::DirectoryTest {
   test::LogCapture log;
   ldapClient client;
   int rc = -1;
-
- private:
-  std::vector<attrval> records_;
+  std::vector<attrval> records;
 };
 
-const std::vector<Value> kJoe = {{0, "objectclass", "qxconfig"},
-                                 {0, "cn", "Joe"},
-                                 {0, "AddressFile", "one"},
-                                 {0, "AddressFile", "two"},
-                                 {0, "AddressFile", "three"}};
+std::vector<Value> joe() {
+  return {{0, "objectclass", "qxconfig"},
+          {0, "cn", "Joe"},
+          {0, "AddressFile", "one"},
+          {0, "AddressFile", "two"},
+          {0, "AddressFile", "three"}};
+}
 
 TEST_F(LdapClient, BindsOnlyWithTheRightPassword) {
   EXPECT_EQ(client.bindDN, directory().bind_dn());
@@ -128,7 +128,7 @@ TEST_F(LdapClient, BindsOnlyWithTheRightPassword) {
 }
 
 TEST_F(LdapClient, AddsFindsComparesAndDeletes) {
-  ASSERT_EQ(add("cn=Joe", kJoe), 0);
+  ASSERT_EQ(add("cn=Joe", joe()), 0);
   ASSERT_EQ(add("cn=Below,cn=Joe", {{0, "objectclass", "qxconfig"}}), 0);
   EXPECT_EQ(find("", 2, "(AddressFile=two)", "addressfile"),
             (Lines{"cn=Joe", "AddressFile: one", "AddressFile: two",
@@ -153,7 +153,7 @@ TEST_F(LdapClient, AddsFindsComparesAndDeletes) {
   EXPECT_EQ(compare("LogDirectory", "one"), -1) << "it has none";
   EXPECT_EQ(log.take().size(), 2U);
 
-  EXPECT_EQ(add("cn=Joe", kJoe), -1) << "it is there";
+  EXPECT_EQ(add("cn=Joe", joe()), -1) << "it is there";
   EXPECT_EQ(client.ldapClientDelete(Text("cn=Joe")), -1) << "not a leaf";
   EXPECT_EQ(client.ldapClientDelete(Text("cn=Below,cn=Joe")), 0);
   EXPECT_EQ(client.ldapClientDelete(Text("cn=Joe")), 0);
@@ -162,7 +162,7 @@ TEST_F(LdapClient, AddsFindsComparesAndDeletes) {
 }
 
 TEST_F(LdapClient, ModifiesAllOrNothing) {
-  ASSERT_EQ(add("cn=Joe", kJoe), 0);
+  ASSERT_EQ(add("cn=Joe", joe()), 0);
   EXPECT_EQ(modify("cn=Joe", {{1, "AddressFile", "two"},
                               {0, "AddressFile", "four"},
                               {2, "LogDirectory", "yes"}}),
@@ -206,7 +206,7 @@ TEST_F(LdapClient, RenamesWithEachFormOfName) {
       {"cn=Jim,cn=Top", "cn=Jack", "cn=Jack,cn=Top"},
       {"cn=Jack,cn=Top", "Jörg", "cn=Jörg,cn=Top"},
   };
-  ASSERT_EQ(add("cn=Joe,cn=Top", kJoe), 0);
+  ASSERT_EQ(add("cn=Joe,cn=Top", joe()), 0);
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     EXPECT_EQ(client.ldapClientModRDN(Text(row.from), Text(row.name)), 0);
@@ -220,7 +220,7 @@ TEST_F(LdapClient, RenamesWithEachFormOfName) {
   EXPECT_EQ(log.take(),
             (Lines{"1 LDAP Client API: ldap_modify operation failed",
                    "1 LDAP Client API: ldap_modrdn CN modification failed"}));
-  ASSERT_EQ(add("cn=Joe,cn=Top", kJoe), 0);
+  ASSERT_EQ(add("cn=Joe,cn=Top", joe()), 0);
   EXPECT_EQ(client.ldapClientModRDN(Text("cn=Joe,cn=Top"), Text("Jörg")), -1);
   EXPECT_EQ(log.take(),
             (Lines{"1 LDAP Client API: ldap_modify operation failed",
@@ -270,7 +270,7 @@ TEST_F(LdapClient, ProfileStringsCountTheirWrites) {
     ASSERT_EQ(write("MAIL", "SmtpdPort", "25"), 0);
     EXPECT_EQ(read("MAIL", "ConfigSerial"), row.next);
   }
-  ASSERT_EQ(add("cn=Joe", kJoe), 0);
+  ASSERT_EQ(add("cn=Joe", joe()), 0);
   ASSERT_EQ(write("Joe", "SmtpdPort", "25"), 0);
   EXPECT_EQ(read("Joe", "ConfigSerial"), "0") << "the entry first gets it";
 }

@@ -158,11 +158,11 @@ FakeLdap::~FakeLdap() {
 }
 
 std::vector<std::string> FakeLdap::take_calls() {
-  return std::exchange(calls_, {});
+  return std::exchange(calls, {});
 }
 
 void FakeLdap::record(std::string call) {
-  calls_.push_back(std::move(call));
+  calls.push_back(std::move(call));
 }
 
 std::size_t FakeLdap::outstanding() {

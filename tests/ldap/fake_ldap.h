@@ -59,8 +59,7 @@ class FakeLdap {
   // What was handed out and not yet released: connections, results, texts.
   [[nodiscard]] static std::size_t outstanding();
 
- private:
-  std::vector<std::string> calls_;
+  std::vector<std::string> calls;
 };
 
 }  // namespace test

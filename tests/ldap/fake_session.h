@@ -19,7 +19,7 @@ namespace test {
 using Lines = std::vector<std::string>;
 
 class FakeSession : public testing::Test {
- protected:
+ public:
   // Connects, and forgets the calls that this took.
   void connect() {
     ASSERT_EQ(client.ldapClientConnect(nullptr, 0), 0);

@@ -20,7 +20,7 @@ using test::Lines;
 using test::Text;
 
 class Profile : public test::FakeSession {
- protected:
+ public:
   void SetUp() override { connect(); }
 
   // What the next search finds.

@@ -18,7 +18,7 @@ using test::Lines;
 using test::Text;
 
 class Search : public test::FakeSession {
- protected:
+ public:
   void SetUp() override { connect(); }
 
   SearchReq* search() {

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "ldap/fake_session.h"
 
@@ -128,7 +129,7 @@ TEST_F(Session, AFailedBindClosesTheConnection) {
     fake.bind_id = row.bind_id;
     fake.result_type = row.result_type;
     fake.bind_code = row.bind_code;
-    std::strcpy(client.bindDN, "earlier");
+    ASSERT_EQ(std::string_view("earlier").copy(client.bindDN, 63), 7U);
     EXPECT_EQ(client.ldapClientBind(Text("dn"), Text("pw")), 4);
     EXPECT_EQ(client.ld, nullptr);
     EXPECT_STREQ(client.bindDN, "earlier");

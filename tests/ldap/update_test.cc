@@ -34,7 +34,7 @@ class Values {
 };
 
 class Update : public test::FakeSession {
- protected:
+ public:
   void SetUp() override { connect(); }
 };
 
