@@ -176,6 +176,15 @@ TEST_F(LineIo, WritesBehindInBlocks) {
   EXPECT_EQ(written(), std::string(4096, 'a') + "b");
 }
 
+TEST_F(LineIo, ABlockThatIsWrittenSetsThePosition) {
+  const int handle = writer(Mode::kWriteBuffered);
+  EXPECT_EQ(lseek(handle, 100, SEEK_SET), 100);
+  EXPECT_EQ(put(handle, run_of(4095)), 1);
+  EXPECT_EQ(getfpos(handle), 4095);
+  EXPECT_EQ(put(handle, run_of(3)), 1);
+  EXPECT_EQ(getfpos(handle), 100 + 4098);
+}
+
 TEST_F(LineIo, MovesWriteWhatWaits) {
   const int handle = writer(Mode::kWriteBuffered);
   put(handle, "0123456789");
