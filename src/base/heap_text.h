@@ -4,7 +4,6 @@
 #define CONFIGAPI_HEAP_TEXT_H_
 
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <new>
 #include <string_view>
@@ -25,7 +24,7 @@ using HeapText = std::unique_ptr<char[], CFree>;
 inline HeapText heap_copy(std::string_view text) {
   HeapText copy(static_cast<char*>(std::malloc(text.size() + 1)));
   if (copy != nullptr) {
-    std::memcpy(copy.get(), text.data(), text.size());
+    text.copy(copy.get(), text.size());  // of an empty view, data() is null
     copy[text.size()] = '\0';
   }
   return copy;
