@@ -1,15 +1,19 @@
-// An address list from a stranger.
+// Address lists: the table is sound, every part fits, and an address comes out
+// the same when its canonical form is parsed again.
 
 #include <configapi/rfc822.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string_view>
 
 namespace {
 
-constexpr std::size_t kLongestPart = 255;
+constexpr std::size_t kPart = 255;
 
 void require(bool condition) {
   if (!condition) {
@@ -17,35 +21,63 @@ void require(bool condition) {
   }
 }
 
-void check(const Recipient& recipient) {
-  require(recipient.canon != nullptr && *recipient.canon != '\0');
-  require(recipient.orig != nullptr && *recipient.orig != '\0');
-  for (const char* part : {recipient.canon, recipient.phrase, recipient.comment,
-                           recipient.local, recipient.domain}) {
-    require(part != nullptr && std::strlen(part) <= kLongestPart);
+// The text up to its first NUL, in a block that ends with it.
+std::unique_ptr<char[]> exact_copy(std::string_view text) {
+  text = text.substr(0, text.find('\0'));
+  std::unique_ptr<char[]> copy(new char[text.size() + 1]);
+  std::copy(text.begin(), text.end(), copy.get());
+  copy[text.size()] = '\0';
+  return copy;
+}
+
+// What cannot be told from outside: a quote that belongs to another address,
+// and a group that broke off inside.
+bool may_not_parse(std::string_view canon) {
+  return std::count(canon.begin(), canon.end(), '"') % 2 != 0 ||
+         canon.find(':') != std::string_view::npos;
+}
+
+void check_again(const Recipient& r) {
+  const auto text = exact_copy(r.canon);
+  RecipTable table{};
+  const unsigned int count = RecipParse(text.get(), &table, 1);
+  require(count == 1 || may_not_parse(r.canon));
+  if (count == 1) {
+    require(std::strcmp(table.first->canon, r.canon) == 0);
+    require(std::strcmp(table.first->local, r.local) == 0);
+  }
+  Clear_RT(&table);
+}
+
+void check(const Recipient& r, std::size_t list_size) {
+  for (const char* part : {r.canon, r.phrase, r.comment, r.local, r.domain}) {
+    require(part != nullptr && std::strlen(part) <= kPart);
+  }
+  require(*r.canon != '\0' && *r.local != '\0' && *r.orig != '\0');
+  require(std::strlen(r.orig) <= list_size);
+  // A longer list may have a group that was cut.
+  if (list_size <= kPart) {
+    check_again(r);
   }
 }
 
 }  // namespace
 
-// Every recipient is whole, and the table knows their number and the last.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
-  const std::unique_ptr<char[]> text(new char[size + 1]);
-  std::memcpy(text.get(), data, size);
-  text[size] = '\0';
+  const auto text = exact_copy({reinterpret_cast<const char*>(data), size});
+  const std::size_t length = std::strlen(text.get());
   RecipTable table{};
-  const unsigned count = RecipParse(text.get(), &table, 1);
-  require(count == table.count);
-  unsigned chained = 0;
-  const Recipient* last = nullptr;
-  for (Recipient* one = table.first; one != nullptr; one = one->next) {
-    check(*one);
-    last = one;
-    ++chained;
+  const unsigned int count = RecipParse(text.get(), &table, 1);
+  require(std::strlen(text.get()) == length);
+  require(count == table.count || count == 0);
+  unsigned int found = 0;
+  for (const Recipient* r = table.first; r != nullptr; r = r->next) {
+    require(r->next != nullptr || r == table.last);
+    check(*r, length);
+    ++found;
   }
-  require(chained == count && last == table.last);
+  require(found == table.count);
   Clear_RT(&table);
-  require(table.first == nullptr && table.count == 0);
   return 0;
 }
