@@ -4,6 +4,7 @@
 #define CONFIGAPI_HEAP_TEXT_H_
 
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <string_view>
