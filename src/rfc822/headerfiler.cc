@@ -87,8 +87,16 @@ void log_no_memory() {
   LogMessage(1, "ParseLine", "malloc failed.");
 }
 
+constexpr auto kEndsName = [] {
+  std::array<bool, 256> table{};
+  for (const unsigned char c : {':', ' ', '\t', '\n'}) {
+    table[c] = true;
+  }
+  return table;
+}();
+
 constexpr bool ends_name(char c) {
-  return c == ':' || c == ' ' || c == '\t' || c == '\n';
+  return kEndsName[static_cast<unsigned char>(c)];
 }
 
 // Makes one blank of each line break and the whitespace after it; returns the

@@ -98,8 +98,25 @@ static_assert(std::ranges::count(kNames, ' ', &Row::end) == 1);
 static_assert(std::ranges::count(kSlotRows, kNoRow) == kSlots - (kRows - 1),
               "two names share a slot");
 
-constexpr bool has_name(std::size_t row, std::string_view name) {
-  return std::ranges::equal(kNames[row].name, name, {}, {}, ascii_lower);
+constexpr auto kLower = [] {
+  std::array<char, 256> table{};
+  for (std::size_t c = 0; c < table.size(); ++c) {
+    table[c] = ascii_lower(static_cast<char>(c));
+  }
+  return table;
+}();
+
+bool has_name(std::size_t row, std::string_view name) {
+  const std::string_view key = kNames[row].name;
+  if (key.size() != name.size()) {
+    return false;
+  }
+  std::size_t i = 0;
+  while (i < key.size() &&
+         key[i] == kLower[static_cast<unsigned char>(name[i])]) {
+    ++i;
+  }
+  return i == key.size();
 }
 
 }  // namespace
