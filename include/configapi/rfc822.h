@@ -206,9 +206,7 @@ CONFIGAPI_EXPORT void _free_a_l(AddrList* list);
 // further (ferror() tells). *endPos is in either case the position at which
 // the stream stands (-1 when a long cannot hold it), and *lines is increased
 // by the number of lines skipped; a line of more than 1023 bytes counts, and is
-// looked at, in pieces of 1023.
-//
-// REQUIRES: no other thread uses the stream.
+// looked at, in pieces of 1023. The stream is locked for the whole call.
 CONFIGAPI_EXPORT int ParseBody(FILE* stream, long* endPos, unsigned int* lines);
 
 // Whether a line, with or without its line end, is an envelope line: it begins

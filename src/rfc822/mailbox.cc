@@ -24,11 +24,19 @@ long as_long(off_t position) {
              : -1;
 }
 
-// The next byte of the stream, which stays unread.
-int peek(FILE* stream) {
-  const int byte = std::getc(stream);
-  return byte == EOF ? EOF : std::ungetc(byte, stream);
-}
+// Holds a stream, so that its bytes can be read without a lock for each.
+class StreamLock {
+ public:
+  explicit StreamLock(FILE* stream) : stream_(stream) { flockfile(stream_); }
+  ~StreamLock() { funlockfile(stream_); }
+  StreamLock(const StreamLock&) = delete;
+  StreamLock& operator=(const StreamLock&) = delete;
+  StreamLock(StreamLock&&) = delete;
+  StreamLock& operator=(StreamLock&&) = delete;
+
+ private:
+  FILE* stream_;
+};
 
 }  // namespace
 }  // namespace configapi
@@ -49,18 +57,27 @@ extern "C" int isNextMsgHeader(const char* line) {
 }
 
 extern "C" int ParseBody(FILE* stream, long* endPos, unsigned int* lines) {
+  const configapi::StreamLock lock(stream);
   std::array<char, configapi::kPieceSize> piece{};
   const auto size = static_cast<int>(piece.size());
   for (;; ++*lines) {
-    // Asking a stream where it stands costs more than reading a line, so only
-    // lines that may be envelope lines are asked for.
-    const bool candidate = configapi::peek(stream) == 'F';
-    const off_t position = candidate ? ftello(stream) : -1;
-    if (std::fgets(piece.data(), size, stream) == nullptr) {
+    const int first = getc_unlocked(stream);
+    if (first == EOF) {
       *endPos = configapi::as_long(ftello(stream));
       return -1;
     }
-    if (candidate && isNextMsgHeader(piece.data()) == 1) {
+    if (first != 'F') {
+      if (first != '\n') {
+        fgets_unlocked(piece.data(), size - 1, stream);
+      }
+      continue;
+    }
+    // Asking a stream where it stands costs more than reading a line: only
+    // lines that may be envelope lines are asked for.
+    std::ungetc(first, stream);
+    const off_t position = ftello(stream);
+    fgets_unlocked(piece.data(), size, stream);
+    if (isNextMsgHeader(piece.data()) == 1) {
       *endPos = configapi::as_long(position);
       fseeko(stream, position, SEEK_SET);
       return 1;
