@@ -3,6 +3,7 @@
 #include <ldap.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -68,6 +69,11 @@ Session bound_session(const Directory& directory) {
   check(ldap_sasl_bind_s(handle, directory.bind_dn().c_str(), LDAP_SASL_SIMPLE,
                          &credentials, nullptr, nullptr, nullptr),
         "bind as " + directory.bind_dn());
+  // A referral is an entry here, to be found and removed like any other.
+  std::string manage = LDAP_CONTROL_MANAGEDSAIT;
+  LDAPControl control{manage.data(), {}, 1};
+  std::array<LDAPControl*, 2> controls{&control, nullptr};
+  ldap_set_option(handle, LDAP_OPT_SERVER_CONTROLS, controls.data());
   return session;
 }
 
