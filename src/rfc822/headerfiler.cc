@@ -89,8 +89,8 @@ void log_no_memory() {
 
 constexpr auto kEndsName = [] {
   std::array<bool, 256> table{};
-  for (const unsigned char c : {':', ' ', '\t', '\n'}) {
-    table[c] = true;
+  for (const char c : {':', ' ', '\t', '\n'}) {
+    table[static_cast<unsigned char>(c)] = true;
   }
   return table;
 }();
