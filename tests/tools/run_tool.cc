@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -122,6 +123,7 @@ struct Plan {
   int out;
   int err;
   const char* terminal;  // or null
+  rlim_t data_limit;     // bytes, or RLIM_INFINITY
 };
 
 // Everything that allocates is done before the fork.
@@ -135,6 +137,8 @@ struct Plan {
   dup2(plan.in, STDIN_FILENO);
   dup2(plan.out, STDOUT_FILENO);
   dup2(plan.err, STDERR_FILENO);
+  const rlimit limit{plan.data_limit, plan.data_limit};
+  setrlimit(RLIMIT_DATA, &limit);
   alarm(kLongestRun);
   execve(CONFIGAPI_TOOL, plan.words.data(), plan.names.data());
   _exit(127);
@@ -209,13 +213,19 @@ ToolRun run_tool(const Words& words, const Surroundings& surroundings) {
     terminal.emplace();
   }
   int from_file = opened(surroundings.in_file, O_RDONLY);
+  if (from_file >= 0) {
+    lseek(from_file, surroundings.in_offset, SEEK_SET);
+  }
   int to_file = opened(surroundings.out_file, O_WRONLY);
   const Plan plan{pointers(&line),
                   pointers(&names),
                   from_file >= 0 ? from_file : in.read_end,
                   to_file >= 0 ? to_file : out.write_end,
                   terminal ? *terminal->slave() : err.write_end,
-                  terminal ? terminal->name() : nullptr};
+                  terminal ? terminal->name() : nullptr,
+                  surroundings.data_mib > 0
+                      ? rlim_t{surroundings.data_mib} << 20U
+                      : RLIM_INFINITY};
   const pid_t child = fork();
   if (child == 0) {
     become_tool(plan);

@@ -27,6 +27,8 @@ struct Surroundings {
   std::map<std::string, std::string> names{};  // CONFIGAPI_... and the like
   std::string out_file{};                      // instead of a pipe: "/dev/full"
   std::string in_file{};                       // instead of a pipe
+  long in_offset = 0;                          // where that file stands
+  unsigned data_mib = 0;     // limit on its memory, 0 for none
   bool on_terminal = false;  // it has one, and standard error is there
   std::string typed{};       // on that, once something is shown
 };

@@ -1,7 +1,6 @@
 #include "address.h"
 
 #include <fnmatch.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <utility>
@@ -79,10 +78,6 @@ std::vector<Setting> all_settings() {
     settings.insert(settings.end(), keys.begin(), keys.end());
   }
   return settings;
-}
-
-bool same_name(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
 Selection::Selection(std::string_view word)

@@ -27,9 +27,6 @@ std::string address_of(const Setting& setting);
 // twice, the first slot is the one that reads and writes go by.
 std::vector<Setting> all_settings();
 
-// Equal but for the case of ASCII letters, whatever the locale.
-bool same_name(std::string_view a, std::string_view b);
-
 // Selects settings by a word from the command line:
 //   SECTION/KEY  each side a name or a glob: * ? [...]
 //   SECTION      a whole section

@@ -2,6 +2,7 @@
 
 #include <CLI/App.hpp>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 

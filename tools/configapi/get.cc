@@ -2,6 +2,7 @@
 
 #include <CLI/App.hpp>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>

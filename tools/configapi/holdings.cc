@@ -4,6 +4,8 @@
 #include <array>
 #include <string_view>
 
+#include "nearest.h"
+
 namespace configapi::tool {
 namespace {
 

@@ -12,6 +12,11 @@ char folded(char c) {
 
 }  // namespace
 
+bool same_name(std::string_view a, std::string_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](char x, char y) { return folded(x) == folded(y); });
+}
+
 std::size_t typing_distance(std::string_view a, std::string_view b) {
   // Row i of the table holds the distances from a[0, i) to all b[0, j); the
   // exchange of neighbours looks two rows back.

@@ -1,4 +1,4 @@
-// The name that was probably meant.
+// Names as people type them: in any letter case, and not always right.
 
 #ifndef CONFIGAPI_TOOLS_NEAREST_H_
 #define CONFIGAPI_TOOLS_NEAREST_H_
@@ -9,6 +9,9 @@
 #include <vector>
 
 namespace configapi::tool {
+
+// Equal but for the case of ASCII letters.
+bool same_name(std::string_view a, std::string_view b);
 
 // How many slips of the finger lie between two names: a letter too many, one
 // missing, one wrong, two neighbours exchanged. Letter case (ASCII) is free.

@@ -1,9 +1,11 @@
 #include "output.h"
 
-#include <array>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <nlohmann/json.hpp>
 
 #include "utf8.h"
 
@@ -111,7 +113,8 @@ void Output::complain(const std::string& line) const {
 }
 
 void Output::write(std::string_view bytes) const {
-  if (before_write) {
+  static const bool to_terminal = ::isatty(STDOUT_FILENO) != 0;
+  if (before_write && to_terminal) {
     before_write();
   }
   if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size()) {

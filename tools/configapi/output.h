@@ -5,7 +5,7 @@
 #define CONFIGAPI_TOOLS_OUTPUT_H_
 
 #include <functional>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 
@@ -31,7 +31,8 @@ class Output {
   bool json = false;   // objects instead of lines
   bool quiet = false;  // nothing on standard error
 
-  // Called before every write, so that a progress line can make room.
+  // Called before something is written to the terminal, so that a progress
+  // line can make room.
   std::function<void()> before_write;
 
   // Prints one line. The text is escaped already where it is not ours.

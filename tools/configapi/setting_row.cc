@@ -1,5 +1,8 @@
 #include "setting_row.h"
 
+#include <nlohmann/json.hpp>
+
+#include "nearest.h"
 #include "rules.h"
 
 namespace configapi::tool {
