@@ -28,6 +28,7 @@ struct Tool {
 void add_get(CLI::App* app, Tool* tool);
 void add_list(CLI::App* app, Tool* tool);
 void add_describe(CLI::App* app, Tool* tool);
+void add_headers(CLI::App* app, Tool* tool);
 void add_addresses(CLI::App* app, Tool* tool);
 void add_date(CLI::App* app, Tool* tool);
 

@@ -62,6 +62,7 @@ void add_commands(CLI::App* app, Tool* tool) {
   add_get(app, tool);
   add_list(app, tool);
   add_describe(app, tool);
+  add_headers(app, tool);
   add_addresses(app, tool);
   add_date(app, tool);
 }
