@@ -28,7 +28,7 @@ typedef struct Recipient {
   char* canon;    // "local@domain", "<route:local@domain>" or the whole group
   char* orig;     // as written, without the commas and blanks around it
   char* phrase;   // display name, its words joined by single blanks
-  char* comment;  // inside of the last comment, cut to 255 bytes
+  char* comment;  // inside of the last comment, cut as phrases are
   char* local;    // local part; of a group, its last mailbox's
   char* domain;   // domain; of a group, its last mailbox's
   struct Recipient* next;

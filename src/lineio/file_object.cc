@@ -185,6 +185,10 @@ bool write_through(OBX_FILE* file, std::string_view text) {
 }
 
 int write_at_once(OBX_FILE* file, std::string_view bytes) {
+  if (file->writeMode == 0) {
+    errno = EBADF;  // also for an empty text, for which nothing is written
+    return -1;
+  }
   if (write_all(file->fd, bytes.data(), bytes.size()) < bytes.size()) {
     return -1;
   }

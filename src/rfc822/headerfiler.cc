@@ -228,10 +228,10 @@ bool HeaderFiler::append_other(std::string_view name, std::string_view value) {
       std::malloc(name.size() + kSeparator.size() + value.size() + 1));
   if (text != nullptr) {
     char* to = std::ranges::transform(name, text, ascii_lower).out;
-    *text = ascii_upper(*text);
     to = std::ranges::copy(kSeparator, to).out;
     to = std::ranges::copy(value, to).out;
     *to = '\0';
+    *text = ascii_upper(*text);  // of an empty name it is the separator's
   }
   return append(&header_->other, &other_end_, text);
 }
