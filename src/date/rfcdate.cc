@@ -13,6 +13,7 @@
 
 #include "base/bounded.h"
 #include "date/date_cursor.h"
+#include "date/read_date.h"
 #include "date/zone.h"
 
 constexpr NameEntry tbl_month[13] = {
@@ -207,14 +208,14 @@ bool read_ctime(DateCursor cursor, UTC_DATE* date) {
   return true;
 }
 
-template <bool (*Read)(DateCursor, UTC_DATE*)>
+template <bool (*Read)(const char*, UTC_DATE*)>
 int read_date(const char* text, UTC_DATE** out) {
   if (text == nullptr) {
     return 0;
   }
   *out = nullptr;
-  UTC_DATE date{};
-  if (!Read(DateCursor(text), &date)) {
+  UTC_DATE date;
+  if (!Read(text, &date)) {
     return 0;
   }
   *out = static_cast<UTC_DATE*>(std::malloc(sizeof date));
@@ -369,14 +370,25 @@ bool settle_year(UTC_DATE* date) {
 }
 
 }  // namespace
+
+bool read_rfc822_date(const char* text, UTC_DATE* date) {
+  *date = {};
+  return read_rfc822(DateCursor(text), date);
+}
+
+bool read_ctime_date(const char* text, UTC_DATE* date) {
+  *date = {};
+  return read_ctime(DateCursor(text), date);
+}
+
 }  // namespace configapi
 
 extern "C" int rfc2UTC(const char* text, UTC_DATE** out) {
-  return configapi::read_date<configapi::read_rfc822>(text, out);
+  return configapi::read_date<configapi::read_rfc822_date>(text, out);
 }
 
 extern "C" int ctime2UTC(const char* text, UTC_DATE** out) {
-  return configapi::read_date<configapi::read_ctime>(text, out);
+  return configapi::read_date<configapi::read_ctime_date>(text, out);
 }
 
 extern "C" int makewkday(const UTC_DATE* date) {

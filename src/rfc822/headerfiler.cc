@@ -12,6 +12,7 @@
 
 #include "base/ascii.h"
 #include "base/heap_text.h"
+#include "date/read_date.h"
 #include "rfc822/headertable.h"
 
 namespace configapi {
@@ -125,17 +126,13 @@ std::size_t unfold(char* text, std::size_t length) {
   return static_cast<std::size_t>(to - text);
 }
 
-// The present time, or null when it lies outside the years of a UTC_DATE or
-// memory is out.
-UTC_DATE* present_time() {
-  tzset();  // ctime_r() need not, and ctime2UTC() reads the zone
+// False when the present time lies outside the years of a UTC_DATE.
+bool read_clock(UTC_DATE* date) {
+  tzset();  // ctime_r() need not, and the record takes the zone
   const std::time_t now = std::time(nullptr);
   std::array<char, 64> text{};
-  UTC_DATE* date = nullptr;
-  if (ctime_r(&now, text.data()) != nullptr) {
-    ctime2UTC(text.data(), &date);
-  }
-  return date;
+  return ctime_r(&now, text.data()) != nullptr &&
+         read_ctime_date(text.data(), date);
 }
 
 }  // namespace
@@ -205,12 +202,14 @@ bool HeaderFiler::store_date(const char* value) {
     return true;
   }
   auto date = heap_record<HdrDate>();
+  auto utc = heap_record<UTC_DATE>();
   HeapText text(static_cast<char*>(std::malloc(kDateTextSize)));
-  if (date == nullptr || text == nullptr) {
+  if (date == nullptr || utc == nullptr || text == nullptr) {
     return false;
   }
-  if (rfc2UTC(value, &date->utc) == 0) {
-    date->utc = present_time();
+  // A date that cannot be read is the moment of parsing.
+  if (read_rfc822_date(value, utc.get()) || read_clock(utc.get())) {
+    date->utc = utc.release();
   }
   UTC2rfc(date->utc, text.get());
   date->text = text.release();
