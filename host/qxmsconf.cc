@@ -13,6 +13,19 @@ char appName[] = "configapi";
 
 namespace {
 
+// Lines as Windows takes them: of any length that is likely, and with nothing
+// in a value that starts a comment. An indented line is a line of its own.
+[[maybe_unused]] const bool kConfigured = [] {
+  static char comment[] = ";";
+  ini_start_comment_prefixes = comment;
+  ini_allow_inline_comments = false;
+  ini_allow_multiline = false;
+  ini_use_stack = false;
+  ini_allow_realloc = true;
+  ini_max_line = 1 << 20;
+  return true;
+}();
+
 struct Query {
   const char* section;
   const char* key;

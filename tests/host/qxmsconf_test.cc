@@ -15,9 +15,17 @@ namespace {
 
 using namespace std::string_literals;
 
-constexpr const char* kFile =
+const std::string kLong(3000, 'l');
+
+const std::string kFile =
     "; a comment\n"
     "[Debug]\n"
+    "Long=" +
+    kLong +
+    "=Forged\n"
+    "Semicolon=\"a ; b\" ; c\n"
+    "  Indented=i\n"
+    "#Number=n\n"
     "LogFileIO = TRUE\n"
     "Name=  \"two words\"  \n"
     "Single='x'\n"
@@ -47,7 +55,7 @@ class IniFile : public testing::Test {
 
   std::string text(const char* section, const char* key,
                    const char* fallback) const {
-    const auto [bytes, stored] = read(section, key, fallback, 64);
+    const auto [bytes, stored] = read(section, key, fallback, 4096);
     EXPECT_EQ(bytes[stored], '\0');
     return bytes.substr(0, stored);
   }
@@ -61,8 +69,12 @@ TEST_F(IniFile, DeliversValues) {
     const char* section;
     const char* key;
     const char* fallback;
-    const char* expected;
+    const std::string expected;
   } rows[] = {
+      {"Debug", "Long", "", kLong + "=Forged"},
+      {"Debug", "Semicolon", "", "\"a ; b\" ; c"},
+      {"Debug", "Indented", "", "i"},
+      {"Debug", "#number", "", "n"},
       {"Debug", "LogFileIO", "FALSE", "TRUE"},
       {"DEBUG", "logfileio", "FALSE", "TRUE"},
       {"Other", "LogFileIO", "FALSE", "no"},
