@@ -133,13 +133,13 @@ CONFIGAPI_EXPORT void Free822Header(Header822* hdr);
 //
 // A line ends in a line feed, or at the end of the file. Of a line, the text
 // up to its last carriage return counts; what follows a NUL byte is dropped.
-// A line whose text is empty ends the header; one that begins with whitespace
-// continues the header before it. The value of a header is the text behind its
-// name and the whitespace that follows; lines are joined by "\r\n\t" in it, in
-// the address headers other than Return-Receipt-To, in Resent-Date and in
-// Sender by one blank. Names are compared without regard to letter case. A
-// line that is no header (no name directly followed by ":", or by a blank for
-// "From ") is ignored.
+// A line whose text is empty ends the header, unless the line began with a NUL;
+// one that begins with whitespace continues the header before it. The value of
+// a header is the text behind its name and the whitespace that follows; lines
+// are joined by "\r\n\t" in it, in the address headers other than
+// Return-Receipt-To, in Resent-Date and in Sender by one blank. Names are
+// compared without regard to letter case. A line that is no header (no name
+// directly followed by ":", or by a blank for "From ") is ignored.
 //
 // A record may be filled by several calls: a text and the date stay as the
 // first header of their kind had them, whereas the recipients of address

@@ -69,13 +69,13 @@ class HeaderReader {
   [[nodiscard]] unsigned status_line() const { return status_line_; }
 
  private:
-  enum class Step { kLine, kEnd, kFailure };
+  enum class Step { kLine, kEmptyLine, kEndOfFile, kFailure };
 
   bool allocate();
   bool reserve(std::size_t size);
   Step next_piece(std::string_view* piece);
   Step next_line(std::string_view* line);
-  Step join_pieces(std::string_view piece, std::string_view* line);
+  bool join_pieces(std::string_view piece, std::string_view* line);
   bool begin_header(std::string_view line);
   bool continue_header(std::string_view line);
   void file_header();
@@ -101,12 +101,12 @@ int HeaderReader::read() {
     if (step == Step::kFailure) {
       return 0;
     }
-    lines_ += step == Step::kLine ? 1 : 0;
-    if (line.empty()) {  // also at the end of the file
+    lines_ += step == Step::kEndOfFile ? 0 : 1;
+    if (step != Step::kLine) {
       file_header();
       return 1;
     }
-    if (!ascii_space(line.front())) {
+    if (line.empty() || !ascii_space(line.front())) {
       file_header();
       if (!begin_header(line)) {
         return 0;
@@ -156,29 +156,31 @@ HeaderReader::Step HeaderReader::next_piece(std::string_view* piece) {
     log_failure("getline failed.");
     return Step::kFailure;
   }
-  return result == 0 ? Step::kEnd : Step::kLine;
+  return result == 0 ? Step::kEndOfFile : Step::kLine;
 }
 
-// Next line without its line end, empty at the end of the file.
+// Next line without its line end and without what stands behind a NUL. Only a
+// line that holds nothing is the empty line: a NUL must not make one.
 HeaderReader::Step HeaderReader::next_line(std::string_view* line) {
   std::string_view piece;
   const Step step = next_piece(&piece);
   if (step != Step::kLine) {
     return step;
   }
-  if (!piece.ends_with('\n')) {
-    return join_pieces(piece, line);
+  const bool begins_with_nul = piece.front() == '\0';
+  if (piece.ends_with('\n')) {
+    *line = cut_return(cut_feed(up_to_nul(piece)));
+  } else if (!join_pieces(piece, line)) {
+    return Step::kFailure;
   }
-  *line = cut_return(cut_feed(up_to_nul(piece)));
-  return Step::kLine;
+  return line->empty() && !begins_with_nul ? Step::kEmptyLine : Step::kLine;
 }
 
 // Joins a line that the line buffer could not hold, behind the header being
 // gathered: what it is (more of that header, the next one, or the end) shows
 // only once its last carriage return is known. Of the line as much is kept as
 // a header may have, the rest is read and dropped.
-HeaderReader::Step HeaderReader::join_pieces(std::string_view piece,
-                                             std::string_view* line) {
+bool HeaderReader::join_pieces(std::string_view piece, std::string_view* line) {
   const std::size_t begin = length_ + 1;
   std::size_t kept = 0;
   bool nul_seen = false;
@@ -191,7 +193,7 @@ HeaderReader::Step HeaderReader::join_pieces(std::string_view piece,
     const std::size_t taken = std::min(text.size(), kTextLimit - kept);
     // Either place that the line may move to has then room for it.
     if (!reserve(begin + kept + taken + kJoin.size() + 1)) {
-      return Step::kFailure;
+      return false;
     }
     std::copy_n(text.data(), taken, &buffer_[begin + kept]);
     kept += taken;
@@ -203,7 +205,7 @@ HeaderReader::Step HeaderReader::join_pieces(std::string_view piece,
   }
   const std::string_view joined = cut_feed({&buffer_[begin], kept});
   *line = return_dropped ? joined : cut_return(joined);
-  return step == Step::kFailure ? step : Step::kLine;
+  return step != Step::kFailure;
 }
 
 bool HeaderReader::begin_header(std::string_view line) {

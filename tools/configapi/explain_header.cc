@@ -121,7 +121,7 @@ std::vector<HeaderRemark> HeaderExplainer::explain() {
   Line line;
   while (read_line(&line)) {
     cut(&line);
-    if (line.text.empty() || !gather(line)) {
+    if (!gather(line)) {
       break;
     }
   }
@@ -183,6 +183,7 @@ void HeaderExplainer::cut(Line* line) {
 // False where the header would become too large: reading stops there.
 bool HeaderExplainer::gather(const Line& line) {
   const bool continues =
+      !line.text.empty() &&
       kBlanks.find(line.text.front()) != std::string_view::npos;
   if (!continues) {
     finish();
