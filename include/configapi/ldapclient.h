@@ -138,7 +138,9 @@ class CONFIGAPI_EXPORT ldapClient {
   // value of `newName`, which may be a DN, an RDN or a bare value, under the
   // same parent; the old naming value goes. The values are what dn_check()
   // takes from both names, as they stand there: special characters of the new
-  // one are to be escaped (RFC 4514), and neither can hold a ','.
+  // one are to be escaped (RFC 4514), and neither can hold a ','. An entry whose
+  // own name has escapes cannot be renamed: the server is asked to delete the
+  // value as the name spells it, and refuses.
   //
   // First cn's values are exchanged by a modify, then the RDN. Version 3
   // servers refuse the modify (codes 64 and 67), which is logged, and exchange

@@ -142,7 +142,7 @@ CONFIGAPI_END_C
 // older hosts were linked with. Two things follow for a host that uses the C
 // library's getline besides:
 // - C cannot declare both, so this header declares the other name, and C++
-//   gets an overload.
+//   gets an overload. A host must not declare the old name itself.
 // - In one linked executable the name can mean only one of them, and with this
 //   library on the link line it means ours. Such a host calls getdelim with
 //   '\n', which is the same. Shared objects linked without this library keep
