@@ -9,7 +9,8 @@
 #include <string_view>
 #include <vector>
 
-char appName[] = "configapi";
+// Weak: the executable's own, where it has one, is the one that counts.
+[[gnu::weak]] char appName[] = "configapi";
 
 namespace {
 
