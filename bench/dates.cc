@@ -6,8 +6,6 @@
 #include <cstddef>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,51 +35,6 @@ struct Moment {
   GDateTime* gmime;
 #endif
 };
-
-// Does the items round and round, going on where the last call stopped.
-template <typename Item, typename Use>
-bench::Work over(const std::vector<Item>& items, Use use) {
-  return [&items, use, next = std::size_t{0}](std::size_t units) mutable {
-    for (; units > 0; --units) {
-      use(items[next]);
-      next = next + 1 < items.size() ? next + 1 : 0;
-    }
-  };
-}
-
-// The corpus writes control bytes as \\, \n, \r, \t and \xNN.
-std::string unescaped(std::string_view text) {
-  std::string plain;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] != '\\' || i + 1 == text.size()) {
-      plain += text[i];
-      continue;
-    }
-    const char code = text[++i];
-    if (code == 'x') {
-      plain += static_cast<char>(
-          std::stoi(std::string(text.substr(i + 1, 2)), nullptr, 16));
-      i += 2;
-    } else {
-      constexpr std::string_view kCodes = "nrt";
-      constexpr std::string_view kBytes = "\n\r\t";
-      const auto at = kCodes.find(code);
-      plain += at == std::string_view::npos ? code : kBytes[at];
-    }
-  }
-  return plain;
-}
-
-Texts corpus_dates(const std::string& folder) {
-  Texts dates;
-  for (const auto& file : std::filesystem::directory_iterator(folder)) {
-    std::ifstream in(file.path());
-    for (std::string line; std::getline(in, line);) {
-      dates.push_back(unescaped(line.substr(0, line.rfind('\t'))));
-    }
-  }
-  return dates;
-}
 
 // Without a corpus: the forms that mail mostly has.
 Texts made_dates() {
@@ -143,20 +96,21 @@ bench::Row parse_row(const Texts& texts) {
   bench::Row row;
   row.name = "dates/parse";
   row.unit = "date";
-  row.ours = over(texts, [](const std::string& text) {
+  row.ours = bench::over(texts, [](const std::string& text) {
     UTC_DATE* date = nullptr;
     rfc2UTC(text.c_str(), &date);
     std::free(date);
   });
 #ifdef CONFIGAPI_BENCH_DOVECOT
-  row.peers.push_back({"dovecot", over(texts, [](const std::string& text) {
-                         std::time_t time = 0;
-                         dovecot_parse_date(text.data(), text.size(), &time);
-                         bench::keep(&time);
-                       })});
+  row.peers.push_back(
+      {"dovecot", bench::over(texts, [](const std::string& text) {
+         std::time_t time = 0;
+         dovecot_parse_date(text.data(), text.size(), &time);
+         bench::keep(&time);
+       })});
 #endif
 #ifdef CONFIGAPI_BENCH_GMIME
-  row.peers.push_back({"gmime", over(texts, [](const std::string& text) {
+  row.peers.push_back({"gmime", bench::over(texts, [](const std::string& text) {
                          GDateTime* date =
                              g_mime_utils_header_decode_date(text.c_str());
                          if (date != nullptr) {
@@ -166,7 +120,7 @@ bench::Row parse_row(const Texts& texts) {
 #endif
 #ifdef CONFIGAPI_BENCH_ETPAN
   row.peers.push_back(
-      {"libetpan", over(texts, [](const std::string& text) {
+      {"libetpan", bench::over(texts, [](const std::string& text) {
          std::size_t at = 0;
          mailimf_date_time* date = nullptr;
          if (mailimf_date_time_parse(text.data(), text.size(), &at, &date) ==
@@ -175,12 +129,12 @@ bench::Row parse_row(const Texts& texts) {
          }
        })});
 #endif
-  row.peers.push_back({"strptime", over(texts, [](const std::string& text) {
-                         std::tm fields{};
-                         strptime(text.c_str(), "%a, %d %b %Y %H:%M:%S %z",
-                                  &fields);
-                         bench::keep(&fields);
-                       })});
+  row.peers.push_back(
+      {"strptime", bench::over(texts, [](const std::string& text) {
+         std::tm fields{};
+         strptime(text.c_str(), "%a, %d %b %Y %H:%M:%S %z", &fields);
+         bench::keep(&fields);
+       })});
   // The fastest of those that are installed.
   row.bound = bench::Bound{row.peers.front().name, 1.0};
   row.count_units = texts.size();
@@ -191,17 +145,17 @@ bench::Row ctime_row(const Texts& texts) {
   bench::Row row;
   row.name = "dates/ctime";
   row.unit = "date";
-  row.ours = over(texts, [](const std::string& text) {
+  row.ours = bench::over(texts, [](const std::string& text) {
     UTC_DATE* date = nullptr;
     ctime2UTC(text.c_str(), &date);
     std::free(date);
   });
-  row.peers.push_back({"strptime", over(texts, [](const std::string& text) {
-                         std::tm fields{};
-                         strptime(text.c_str(), "%a %b %d %H:%M:%S %Y",
-                                  &fields);
-                         bench::keep(&fields);
-                       })});
+  row.peers.push_back(
+      {"strptime", bench::over(texts, [](const std::string& text) {
+         std::tm fields{};
+         strptime(text.c_str(), "%a %b %d %H:%M:%S %Y", &fields);
+         bench::keep(&fields);
+       })});
   row.bound = bench::Bound{"strptime", 1.0};
   row.count_units = texts.size();
   return row;
@@ -211,23 +165,23 @@ bench::Row format_row(const std::vector<Moment>& all) {
   bench::Row row;
   row.name = "dates/format";
   row.unit = "date";
-  row.ours = over(all, [](const Moment& moment) {
+  row.ours = bench::over(all, [](const Moment& moment) {
     UTC_DATE record = moment.record;
     std::array<char, 64> text;
     UTC2rfc(&record, text.data());
     bench::keep(text.data());
   });
 #ifdef CONFIGAPI_BENCH_DOVECOT
-  row.peers.push_back({"dovecot", over(all, [](const Moment& moment) {
+  row.peers.push_back({"dovecot", bench::over(all, [](const Moment& moment) {
                          dovecot_format_date(moment.time);
                        })});
 #endif
 #ifdef CONFIGAPI_BENCH_GMIME
-  row.peers.push_back({"gmime", over(all, [](const Moment& moment) {
+  row.peers.push_back({"gmime", bench::over(all, [](const Moment& moment) {
                          g_free(g_mime_utils_header_format_date(moment.gmime));
                        })});
 #endif
-  row.peers.push_back({"strftime", over(all, [](const Moment& moment) {
+  row.peers.push_back({"strftime", bench::over(all, [](const Moment& moment) {
                          std::array<char, 64> text;
                          const std::size_t length = std::strftime(
                              text.data(), text.size(),
@@ -245,9 +199,8 @@ int main(int argc, char** argv) {
 #ifdef CONFIGAPI_BENCH_DOVECOT
   dovecot_start();
 #endif
-  const char* corpus = bench::corpus_folder();
-  const Texts texts = corpus != nullptr
-                          ? corpus_dates(std::string(corpus) + "/dates")
+  const Texts texts = bench::corpus_folder() != nullptr
+                          ? bench::corpus_cases("dates")
                           : made_dates();
   const std::vector<Moment> all = moments(texts);
   const Texts ctimes = ctime_texts(all);

@@ -7,6 +7,8 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <regex>
@@ -241,6 +243,29 @@ int do_work(const Options& options, const std::vector<Row>& rows) {
   return 2;
 }
 
+// The corpus writes control bytes as \\, \n, \r, \t and \xNN.
+std::string unescaped(std::string_view text) {
+  std::string plain;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\\' || i + 1 == text.size()) {
+      plain += text[i];
+      continue;
+    }
+    const char code = text[++i];
+    if (code == 'x') {
+      plain += static_cast<char>(
+          std::stoi(std::string(text.substr(i + 1, 2)), nullptr, 16));
+      i += 2;
+    } else {
+      constexpr std::string_view kCodes = "nrt";
+      constexpr std::string_view kBytes = "\n\r\t";
+      const auto at = kCodes.find(code);
+      plain += at == std::string_view::npos ? code : kBytes[at];
+    }
+  }
+  return plain;
+}
+
 }  // namespace
 
 void keep(const void* value) {
@@ -255,6 +280,28 @@ const char* corpus_folder() {
     return stat(path, &status) == 0 ? path : nullptr;
   }();
   return folder;
+}
+
+std::vector<std::string> corpus_cases(const std::string& name) {
+  namespace fs = std::filesystem;
+  const char* const corpus = corpus_folder();
+  if (corpus == nullptr) {
+    return {};
+  }
+  const fs::path path = fs::path(corpus) / name;
+  std::vector<fs::path> files{path};
+  if (fs::is_directory(path)) {
+    files.assign(fs::directory_iterator(path), {});
+    std::sort(files.begin(), files.end());
+  }
+  std::vector<std::string> cases;
+  for (const auto& file : files) {
+    std::ifstream in(file);
+    for (std::string line; std::getline(in, line);) {
+      cases.push_back(unescaped(line.substr(0, line.rfind('\t'))));
+    }
+  }
+  return cases;
 }
 
 int run(int argc, char** argv, const std::vector<Row>& rows) {

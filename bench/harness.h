@@ -12,6 +12,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace bench {
@@ -52,6 +53,22 @@ int run(int argc, char** argv, const std::vector<Row>& rows);
 
 // The corpus folder beside the project, or null where it is not present.
 const char* corpus_folder();
+
+// The cases of a file of the corpus, or of all files of a folder in it, in the
+// files' order; none without a corpus.
+std::vector<std::string> corpus_cases(const std::string& name);
+
+// Does the items round and round, going on where the last call stopped.
+template <typename Item, typename Use>
+Work over(std::vector<Item> items, Use use) {
+  return [items = std::move(items), use,
+          next = std::size_t{0}](std::size_t units) mutable {
+    for (; units > 0; --units) {
+      use(items[next]);
+      next = next + 1 < items.size() ? next + 1 : 0;
+    }
+  };
+}
 
 }  // namespace bench
 

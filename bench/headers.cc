@@ -101,18 +101,6 @@ std::vector<Message> made_messages() {
       "Dear all,\r\n")};
 }
 
-// Does the items round and round, going on where the last call stopped.
-template <typename Item, typename Use>
-bench::Work over(std::vector<Item> items, Use use) {
-  return [items = std::move(items), use,
-          next = std::size_t{0}](std::size_t units) mutable {
-    for (; units > 0; --units) {
-      use(items[next]);
-      next = next + 1 < items.size() ? next + 1 : 0;
-    }
-  };
-}
-
 // One handle per message, opened once.
 std::vector<int> open_all(const std::vector<Message>& messages) {
   std::vector<int> handles;
@@ -134,7 +122,7 @@ void parse(int handle) {
 }
 
 bench::Work ours(const std::vector<Message>& messages) {
-  return over(open_all(messages), parse);
+  return bench::over(open_all(messages), parse);
 }
 
 std::vector<bench::Side> peers(
@@ -145,7 +133,7 @@ std::vector<bench::Side> peers(
   for (const auto& message : messages) {
     files.push_back(dovecot_open(message.path.c_str()));
   }
-  sides.push_back({"dovecot", over(files, dovecot_parse_header)});
+  sides.push_back({"dovecot", bench::over(files, dovecot_parse_header)});
 #endif
 #ifdef CONFIGAPI_BENCH_GMIME
   std::vector<GMimeStream*> streams;
@@ -154,7 +142,7 @@ std::vector<bench::Side> peers(
         open(message.path.c_str(), O_RDONLY | O_CLOEXEC), 0,
         static_cast<gint64>(message.header.size())));
   }
-  sides.push_back({"gmime", over(streams, [](GMimeStream* stream) {
+  sides.push_back({"gmime", bench::over(streams, [](GMimeStream* stream) {
                      g_mime_stream_reset(stream);
                      GMimeParser* parser =
                          g_mime_parser_new_with_stream(stream);
@@ -172,14 +160,15 @@ std::vector<bench::Side> peers(
     headers.push_back(message.header);
   }
   // It reads from memory only.
-  sides.push_back({"libetpan", over(headers, [](const std::string& header) {
-                     std::size_t at = 0;
-                     mailimf_fields* fields = nullptr;
-                     if (mailimf_fields_parse(header.data(), header.size(), &at,
-                                              &fields) == MAILIMF_NO_ERROR) {
-                       mailimf_fields_free(fields);
-                     }
-                   })});
+  sides.push_back(
+      {"libetpan", bench::over(headers, [](const std::string& header) {
+         std::size_t at = 0;
+         mailimf_fields* fields = nullptr;
+         if (mailimf_fields_parse(header.data(), header.size(), &at, &fields) ==
+             MAILIMF_NO_ERROR) {
+           mailimf_fields_free(fields);
+         }
+       })});
 #endif
   return sides;
 }

@@ -1,11 +1,11 @@
-// Address lists: the lists of real mail, and lists that are made to hurt.
+// Address lists: the lists of real mail, all of the corpus, and lists that are
+// made to hurt.
 
 #include <configapi/rfc822.h>
 
 #include <cstddef>
 #include <cstring>
 #include <deque>
-#include <fstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,38 +25,6 @@
 namespace {
 
 using Texts = std::vector<std::string>;
-
-// The corpus writes control bytes as \\, \n, \r, \t and \xNN.
-std::string unescaped(std::string_view text) {
-  std::string plain;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] != '\\' || i + 1 == text.size()) {
-      plain += text[i];
-      continue;
-    }
-    const char code = text[++i];
-    if (code == 'x') {
-      const std::string digits(text.substr(i + 1, 2));
-      plain += static_cast<char>(std::stoi(digits, nullptr, 16));
-      i += 2;
-    } else {
-      constexpr std::string_view kCodes = "nrt";
-      constexpr std::string_view kBytes = "\n\r\t";
-      const auto at = kCodes.find(code);
-      plain += at == std::string_view::npos ? code : kBytes[at];
-    }
-  }
-  return plain;
-}
-
-Texts corpus_lists(const std::string& file) {
-  Texts lists;
-  std::ifstream in(file);
-  for (std::string line; std::getline(in, line);) {
-    lists.push_back(unescaped(line.substr(0, line.rfind('\t'))));
-  }
-  return lists;
-}
 
 // Without a corpus: the forms that mail mostly has.
 Texts made_lists() {
@@ -90,36 +58,25 @@ class Scratch {
   std::vector<char> bytes_;
 };
 
-// Does the items round and round, going on where the last call stopped.
-template <typename Use>
-bench::Work over(const Texts& items, Use use) {
-  return [&items, use, next = std::size_t{0}](std::size_t units) mutable {
-    for (; units > 0; --units) {
-      use(items[next]);
-      next = next + 1 < items.size() ? next + 1 : 0;
-    }
-  };
-}
-
 bench::Work ours(const Texts& lists) {
-  return over(lists,
-              [scratch = Scratch(lists)](const std::string& text) mutable {
-                RecipTable table{};
-                RecipParse(scratch.copy(text), &table, 1);
-                bench::keep(&table);
-                Clear_RT(&table);
-              });
+  return bench::over(
+      lists, [scratch = Scratch(lists)](const std::string& text) mutable {
+        RecipTable table{};
+        RecipParse(scratch.copy(text), &table, 1);
+        bench::keep(&table);
+        Clear_RT(&table);
+      });
 }
 
 std::vector<bench::Side> peers(const Texts& lists) {
   std::vector<bench::Side> sides;
 #ifdef CONFIGAPI_BENCH_DOVECOT
-  sides.push_back({"dovecot", over(lists, [](const std::string& text) {
+  sides.push_back({"dovecot", bench::over(lists, [](const std::string& text) {
                      dovecot_parse_addresses(text.data(), text.size());
                    })});
 #endif
 #ifdef CONFIGAPI_BENCH_GMIME
-  sides.push_back({"gmime", over(lists, [](const std::string& text) {
+  sides.push_back({"gmime", bench::over(lists, [](const std::string& text) {
                      InternetAddressList* list =
                          internet_address_list_parse(nullptr, text.c_str());
                      if (list != nullptr) {
@@ -129,7 +86,7 @@ std::vector<bench::Side> peers(const Texts& lists) {
 #endif
 #ifdef CONFIGAPI_BENCH_ETPAN
   sides.push_back(
-      {"libetpan", over(lists, [](const std::string& text) {
+      {"libetpan", bench::over(lists, [](const std::string& text) {
          std::size_t at = 0;
          mailimf_address_list* list = nullptr;
          if (mailimf_address_list_parse(text.data(), text.size(), &at, &list) ==
@@ -142,8 +99,8 @@ std::vector<bench::Side> peers(const Texts& lists) {
   return sides;
 }
 
-bench::Row mail_row(const Texts& lists) {
-  bench::Row row{.name = "recipients/mail", .unit = "list"};
+bench::Row row_of(const char* name, const Texts& lists) {
+  bench::Row row{.name = name, .unit = "list"};
   row.ours = ours(lists);
   row.peers = peers(lists);
   if (!row.peers.empty()) {
@@ -218,12 +175,15 @@ int main(int argc, char** argv) {
 #ifdef CONFIGAPI_BENCH_GMIME
   g_mime_init();
 #endif
-  const char* corpus = bench::corpus_folder();
-  const Texts lists =
-      corpus != nullptr
-          ? corpus_lists(std::string(corpus) + "/addresses/harvested.txt")
-          : made_lists();
-  std::vector<bench::Row> rows{mail_row(lists)};
+  std::vector<bench::Row> rows;
+  if (bench::corpus_folder() == nullptr) {
+    rows.push_back(row_of("recipients/mail", made_lists()));
+  } else {
+    rows.push_back(
+        row_of("recipients/corpus", bench::corpus_cases("addresses")));
+    rows.push_back(row_of("recipients/mail",
+                          bench::corpus_cases("addresses/harvested.txt")));
+  }
   for (const auto& kind : kHostileKinds) {
     rows.push_back(hostile_row(kind));
   }

@@ -213,8 +213,9 @@ std::string filler(std::size_t size) {
 }
 
 TEST(ParseHdr, KeepsLongLinesWhole) {
-  for (const std::size_t size : {1013, 1014, 1015, 1016, 1023, 1024, 1025, 2038,
-                                 2039, 2040, 4096, 10000, 64500}) {
+  for (const std::size_t size :
+       {1013U, 1014U, 1015U, 1016U, 1023U, 1024U, 1025U, 2038U, 2039U, 2040U,
+        4096U, 10000U, 64500U}) {
     const std::string text = filler(size);
     const std::string folded =
         "Subject: " + text + "\n " + text + "\nTo: a@b\n\n";
