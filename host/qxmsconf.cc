@@ -16,7 +16,7 @@ namespace {
 
 // Lines as Windows takes them: of any length that is likely, and with nothing
 // in a value that starts a comment. An indented line is a line of its own.
-[[maybe_unused]] const bool kConfigured = [] {
+[[maybe_unused]] const bool kConfigured = []() noexcept {
   static char comment[] = ";";
   ini_start_comment_prefixes = comment;
   ini_allow_inline_comments = false;
@@ -105,7 +105,7 @@ unsigned long store_list(const std::vector<std::string>& names, char* buffer,
   const std::size_t room = size >= 2 ? size - 2 : 0;
   const bool cut = joined.size() > size - 1;
   const std::size_t length = cut ? room : joined.size();
-  std::memcpy(buffer, joined.data(), length);
+  joined.copy(buffer, length);
   std::memset(buffer + length, 0, std::min<std::size_t>(2, size - length));
   return length;
 }

@@ -23,12 +23,12 @@ using HeapText = std::unique_ptr<char[], CFree>;
 
 // An exact-size copy with its terminator, or null when the heap is exhausted.
 inline HeapText heap_copy(std::string_view text) {
-  HeapText copy(static_cast<char*>(std::malloc(text.size() + 1)));
+  auto* copy = static_cast<char*>(std::malloc(text.size() + 1));
   if (copy != nullptr) {
-    text.copy(copy.get(), text.size());  // of an empty view, data() is null
+    text.copy(copy, text.size());  // of an empty view, data() is null
     copy[text.size()] = '\0';
   }
-  return copy;
+  return HeapText(copy);
 }
 
 // A record whose bytes are all zero, padding included, or null. Not from

@@ -143,6 +143,7 @@ int cConfig::CONFIGReadData(const char* section, const char* key,
   return 0;
 }
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): interface
 int cConfig::CONFIGRefreshCache() {
   return ClearCache();
 }

@@ -168,6 +168,7 @@ void add_unless_cleared(unsigned long age, const char* section, const char* key,
 using configapi::cache_mutex;
 using configapi::config_cache;
 
+// NOLINTNEXTLINE(readability-non-const-parameter): as hosts declare it
 extern "C" unsigned int get_hash_index(char* key) {
   return static_cast<unsigned int>(configapi::bucket_of(key));
 }

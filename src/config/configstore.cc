@@ -96,7 +96,7 @@ void cConfig::ldapWriteConfigString(const char* dn, const char* key,
     return;
   }
   std::array<attrval, 3> list{};
-  configapi::set_replace(&list[0], "objectclass", "qxconfig", &list[1]);
+  configapi::set_replace(list.data(), "objectclass", "qxconfig", &list[1]);
   configapi::set_replace(&list[1], key, value, &list[2]);
 
   std::string entry = "cn=" + configapi::escape_dn_value(dn);

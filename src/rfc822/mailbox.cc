@@ -74,7 +74,7 @@ extern "C" int ParseBody(FILE* stream, long* endPos, unsigned int* lines) {
     }
     // Asking a stream where it stands costs more than reading a line: only
     // lines that may be envelope lines are asked for.
-    std::ungetc(first, stream);
+    static_cast<void>(std::ungetc(first, stream));
     const off_t position = ftello(stream);
     fgets_unlocked(piece.data(), size, stream);
     if (isNextMsgHeader(piece.data()) == 1) {
