@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "arguments.h"
 #include "commands.h"
 #include "each_text.h"
 #include "explain_addresses.h"
@@ -47,9 +48,9 @@ void add_addresses(CLI::App* app, Tool* tool) {
   const auto options = std::make_shared<AddressOptions>();
   CLI::App* command =
       app->add_subcommand("addresses", "Split address lists into their parts");
-  command->add_option("TEXT", options->texts,
-                      "An address list; without any, each line of standard "
-                      "input is one");
+  add_texts(command, "TEXT", &options->texts,
+            "An address list; without any, each line of standard "
+            "input is one");
   command->add_flag("--explain", options->explain,
                     "Say what was left out and why");
   command->callback([options, tool] {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "arguments.h"
 #include "commands.h"
 #include "each_text.h"
 #include "explain_date.h"
@@ -60,9 +61,9 @@ void add_date(CLI::App* app, Tool* tool) {
   const auto options = std::make_shared<DateOptions>();
   CLI::App* command =
       app->add_subcommand("date", "Read dates and write them as mail does");
-  command->add_option("TEXT", options->texts,
-                      "A date; without any, each line of standard input is "
-                      "one");
+  add_texts(command, "TEXT", &options->texts,
+            "A date; without any, each line of standard input is "
+            "one");
   command->add_flag("--ctime", options->ctime,
                     "Dates are in the form of ctime(), as in envelope lines");
   command->add_flag("--explain", options->explain, "Say how each was read");

@@ -14,11 +14,19 @@
 namespace configapi::tool {
 namespace {
 
-// A list made to be refused could have a remark per byte.
-constexpr std::size_t kMostRemarks = 50;
+// Each address is looked at together with all that follows it, so that a list
+// of any length would take for ever. Headers are never as long as this.
+constexpr std::size_t kMostBytes = std::size_t{64} * 1024;
 
 // What adrlex() returns.
-enum Code { kNothingCloses = -1, kEnd = 0, kComma = 258 };
+enum Code {
+  kNothingCloses = -1,
+  kEnd = 0,
+  kColon = 257,
+  kComma = 258,
+  kSemicolon = 259,
+  kRangle = 261
+};
 
 class ParserLock {
  public:
@@ -111,7 +119,7 @@ bool wants_more(const char* begin, Recipient* recipient) {
 }
 
 // A part that does not fit is cut where it is shown, but not inside of a UTF-8
-// character.
+// character. REQUIRES: the parser's globals tell of the address.
 bool has_cut_part() {
   constexpr std::size_t kCutPart = 252;
   const std::array<const char*, 5> parts{localPart, domainPart, specPart,
@@ -119,6 +127,12 @@ bool has_cut_part() {
   return std::any_of(parts.begin(), parts.end(), [](const char* part) {
     return std::strlen(part) >= kCutPart;
   });
+}
+
+// That a part is too long is found where it must be complete.
+bool may_be_too_long(int code) {
+  return code == kEnd || code == kColon || code == kComma ||
+         code == kSemicolon || code == kRangle;
 }
 
 std::string reason(const Break& where, std::string_view token, bool too_long) {
@@ -150,6 +164,26 @@ std::optional<std::size_t> unpaired_quote(std::string_view list) {
     }
   }
   return open;
+}
+
+// How many recipients a text has.
+unsigned count_recipients(std::string text) {
+  RecipTable table{};
+  const unsigned count = ST_RecipParse(text.data(), &table, 1);
+  Clear_RT(&table);
+  return count;
+}
+
+// How many mailboxes a group has, which is all that the text holds.
+unsigned count_mailboxes(std::string group) {
+  adrLine = group.data();
+  LexDotSkip = 1;
+  Token token = next_token();
+  while (token.code > kEnd && token.code != kColon) {
+    token = next_token();
+  }
+  const std::size_t inner = static_cast<std::size_t>(token.end - group.data());
+  return count_recipients(group.substr(inner, group.rfind(';') - inner));
 }
 
 class Explainer {
@@ -184,6 +218,8 @@ class Explainer {
   }
 
   char* pass_address(char* begin);
+  void compare_group(const std::string& form, const char* begin,
+                     std::string_view group);
 
   std::string_view original_;
   std::string list_;
@@ -202,7 +238,7 @@ Remarks Explainer::explain() {
              *quote, "\""}};
   }
   while (*cursor != '\0') {
-    if (remarks_.size() == kMostRemarks) {
+    if (remarks_.size() == kMostRemarks || offset(cursor) >= kMostBytes) {
       remarks_.push_back({"and so on: from here the list is not explained",
                           offset(cursor), ""});
       break;
@@ -215,9 +251,13 @@ Remarks Explainer::explain() {
 char* Explainer::pass_address(char* begin) {
   char* const next = ParseAddr(begin, recipient_.get());
   const bool left_out = recipient_->canon == nullptr;
+  const std::string form = left_out ? "" : recipient_->canon;
   Clear_RP(recipient_.get());
-  const auto dropped = trimmed(written(begin, next));
-  if (left_out && (!dropped.empty() || *next != '\0')) {
+  const auto address = trimmed(written(begin, next));
+  if (form.ends_with(';')) {
+    compare_group(form, begin, address);
+  }
+  if (left_out && (!address.empty() || *next != '\0')) {
     const bool too_long = has_cut_part();
     Break where = find_break(begin, adrLine);
     if (where.token.code > kEnd && *where.token.end == '\0' &&
@@ -225,13 +265,28 @@ char* Explainer::pass_address(char* begin) {
       where = {{kEnd, where.token.end, where.token.end}, false};
     }
     const std::string token = shown(where.token);
-    std::string text = reason(where, token, too_long);
-    if (!dropped.empty()) {
-      text += "; " + in_quotes(dropped) + " is left out";
+    std::string text =
+        reason(where, token, too_long && may_be_too_long(where.token.code));
+    if (!address.empty()) {
+      text += "; " + in_quotes(address) + " is left out";
     }
     remarks_.push_back({text, offset(where.token.begin), token});
   }
   return next;
+}
+
+// A group's form has 255 bytes at most, and only whole mailboxes.
+void Explainer::compare_group(const std::string& form, const char* begin,
+                              std::string_view group) {
+  const unsigned all = count_mailboxes(std::string(group));
+  const unsigned kept = count_mailboxes(form);
+  if (kept < all) {
+    remarks_.push_back({std::to_string(all - kept) + " of the group's " +
+                            std::to_string(all) +
+                            " mailboxes are left out: its form has no room "
+                            "for them",
+                        offset(begin), ""});
+  }
 }
 
 }  // namespace

@@ -11,7 +11,6 @@
 namespace configapi::tool {
 namespace {
 
-constexpr std::size_t kMostRemarks = 50;
 constexpr std::size_t kPiece = 1024;  // what ParseBody() reads at once
 
 std::string why_no_envelope(std::string_view line) {

@@ -78,8 +78,9 @@ std::string unfolded(std::string_view text) {
 // A line of the file without its line feed.
 struct Line {
   long byte = 0;
-  std::string text;        // as much as a header may have
-  std::size_t beyond = 0;  // how many bytes more there were
+  std::string text;            // as much as a header may have
+  std::size_t beyond = 0;      // how many bytes more there were
+  bool return_beyond = false;  // and whether a carriage return was among them
 };
 
 class HeaderExplainer {
@@ -100,11 +101,12 @@ class HeaderExplainer {
                      const std::string& value);
   bool is_repeated(int code, Kind kind);
 
+  void add(HeaderRemark remark);
   void add(const std::string& header, Remark remark) {
-    remarks_.push_back({header_line_, header_byte_, header, std::move(remark)});
+    add({header_line_, header_byte_, header, std::move(remark)});
   }
   void add(const Line& line, Remark remark) {
-    remarks_.push_back({line_, line.byte, "", std::move(remark)});
+    add({line_, line.byte, "", std::move(remark)});
   }
 
   int handle_;
@@ -133,6 +135,16 @@ std::vector<HeaderRemark> HeaderExplainer::explain() {
   return std::move(remarks_);
 }
 
+void HeaderExplainer::add(HeaderRemark remark) {
+  if (remarks_.size() < kMostRemarks) {
+    remarks_.push_back(std::move(remark));
+  } else if (remarks_.size() == kMostRemarks) {
+    remark.header.clear();
+    remark.remark = {"and so on: from here the header is not explained"};
+    remarks_.push_back(std::move(remark));
+  }
+}
+
 // Joins the pieces that a long line comes in. A piece may hold NUL bytes: how
 // long it is shows by how far the position moved.
 bool HeaderExplainer::read_line(Line* line) {
@@ -147,6 +159,8 @@ bool HeaderExplainer::read_line(Line* line) {
     const auto room = std::min(length, kHeaderLimit - line->text.size());
     line->text.append(piece, room);
     line->beyond += length - room;
+    line->return_beyond |=
+        std::memchr(piece + room, '\r', length - room) != nullptr;
     if (piece[length - 1] == '\n') {
       break;
     }
@@ -176,8 +190,12 @@ void HeaderExplainer::cut(Line* line) {
     }
     line->text.resize(at);
   };
-  drop(line->text.find('\0'), "NUL byte");
-  drop(line->text.rfind('\r'), "carriage return");
+  const std::size_t nul = line->text.find('\0');
+  drop(nul, "NUL byte");
+  // The last carriage return of a line may lie beyond what is kept of it.
+  if (!line->return_beyond || nul != std::string::npos) {
+    drop(line->text.rfind('\r'), "carriage return");
+  }
 }
 
 // False where the header would become too large: reading stops there.
@@ -240,7 +258,9 @@ bool HeaderExplainer::is_repeated(int code, Kind kind) {
   const int counted = kind == Kind::kDate ? kAnyDate : code;
   const bool seen =
       std::find(seen_.begin(), seen_.end(), counted) != seen_.end();
-  seen_.push_back(counted);
+  if (!seen) {
+    seen_.push_back(counted);
+  }
   return seen;
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "address.h"
+#include "arguments.h"
 #include "commands.h"
 #include "setting_row.h"
 
@@ -83,9 +84,8 @@ void add_get(CLI::App* app, Tool* tool) {
   const auto options = std::make_shared<GetOptions>();
   CLI::App* command =
       app->add_subcommand("get", "Print the values of settings");
-  command
-      ->add_option("ADDRESS", options->addresses,
-                   "SECTION/KEY, or a glob for many")
+  add_texts(command, "ADDRESS", &options->addresses,
+            "SECTION/KEY, or a glob for many")
       ->required();
   command->add_flag("--table", options->from_table,
                     "Read the schema table, without a directory");

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "arguments.h"
 #include "commands.h"
 #include "explain_body.h"
 #include "explain_header.h"
@@ -157,11 +158,10 @@ void add_headers(CLI::App* app, Tool* tool) {
   const auto options = std::make_shared<HeaderOptions>();
   CLI::App* command = app->add_subcommand(
       "headers", "Show the headers of messages and mailboxes");
-  command->add_option("FILE", options->files,
-                      "Message file or mailbox; standard input without any");
-  command
-      ->add_option("--field", options->fields,
-                   "Only this field's value, by its header's name")
+  add_texts(command, "FILE", &options->files,
+            "Message file or mailbox; standard input without any");
+  add_texts(command, "--field", &options->fields,
+            "Only this field's value, by its header's name")
       ->type_name("NAME")
       ->allow_extra_args(false);
   command->add_flag("--explain", options->explain,

@@ -87,7 +87,8 @@ MailFile::MailFile(const std::string& path, const SpoolProgress& progress)
   }
   const auto status = status_of(opened.get(), name_);
   // A file that standard input was opened on may not open a second time.
-  const bool in_place = S_ISREG(status.st_mode) &&
+  // Nor does every file know its size: those of /proc have none.
+  const bool in_place = S_ISREG(status.st_mode) && status.st_size > 0 &&
                         open_both(standard_input ? "/dev/stdin" : path);
   if (!in_place) {
     spool(opened.get(), progress);

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "arguments.h"
 #include "commands.h"
 #include "host.h"
 #include "nearest.h"
@@ -86,7 +87,7 @@ Failure usage_failure(const CLI::App& app, const CLI::ParseError& error) {
 }
 
 ExitCode parse_and_run(CLI::App* app, int argc, char** argv, Tool* tool) try {
-  app->parse(argc, argv);
+  parse_words(app, argc, argv);
   tool->output.finish();
   return tool->result;
 } catch (const CLI::Success& success) {  // --help, --version

@@ -20,6 +20,9 @@ struct Remark {
 
 using Remarks = std::vector<Remark>;
 
+// What is made to be refused could have a remark per byte.
+constexpr std::size_t kMostRemarks = 50;
+
 // Members text, offset and token, the last two where there are such.
 Json remark_row(const Remark& remark);
 
