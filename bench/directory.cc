@@ -79,7 +79,7 @@ void raw_search(std::size_t units) {
 
 int main(int argc, char** argv) {
   if (variable("CONFIGAPI_HOST").empty()) {
-    std::fprintf(stderr, "bench_directory: CONFIGAPI_HOST is not set\n");
+    (void)std::fputs("bench_directory: CONFIGAPI_HOST is not set\n", stderr);
     return 1;
   }
   char section[] = "Bench";

@@ -52,8 +52,8 @@ void write_profile(ldapClient* client, std::string value) {
 
 int main(int argc, char** argv) {
   if (argc != 5) {
-    std::fprintf(stderr, "usage: %s HOST PORT BIND_DN PASSWORD_FILE\n",
-                 argv[0]);
+    (void)std::fprintf(stderr, "usage: %s HOST PORT BIND_DN PASSWORD_FILE\n",
+                       argv[0]);
     return 2;
   }
   std::string password;

@@ -174,8 +174,9 @@ CONFIGAPI_EXPORT int ParseHdr(int handle, Header822* hdr, unsigned int* lines,
 // 255 bytes is left out, never cut. Nothing is logged.
 //
 // The text is changed in place: each backslash with a double quote becomes two
-// blanks. The parts are copies. Cost grows linearly with the text; the only
-// allocations are the records and their texts.
+// blanks. The parts are copies. Cost grows linearly with the text, but for
+// open parentheses beyond 128 kB; the only allocations are the records and
+// their texts.
 CONFIGAPI_EXPORT unsigned int RecipParse(char* text, RecipTable* table,
                                          int reset);
 

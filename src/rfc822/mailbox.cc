@@ -74,10 +74,10 @@ extern "C" int ParseBody(FILE* stream, long* endPos, unsigned int* lines) {
     }
     // Asking a stream where it stands costs more than reading a line: only
     // lines that may be envelope lines are asked for.
-    static_cast<void>(std::ungetc(first, stream));
+    (void)std::ungetc(first, stream);
     const off_t position = ftello(stream);
-    fgets_unlocked(piece.data(), size, stream);
-    if (isNextMsgHeader(piece.data()) == 1) {
+    if (fgets_unlocked(piece.data(), size, stream) != nullptr &&
+        isNextMsgHeader(piece.data()) == 1) {
       *endPos = configapi::as_long(position);
       fseeko(stream, position, SEEK_SET);
       return 1;
