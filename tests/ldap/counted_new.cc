@@ -1,21 +1,12 @@
-#include "ldap/counted_new.h"
+// Sends operator new through malloc, so that test::AllocFault counts and fails
+// the allocations of the standard library too.
 
 #include <cstddef>
 #include <cstdlib>
 #include <new>
 
-namespace {
-
-thread_local bool uncounted = false;
-
-}  // namespace
-
-// The linker's name for the malloc that --wrap=malloc hides.
-// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
-extern "C" void* __real_malloc(std::size_t size);
-
 void* operator new(std::size_t size) {
-  void* memory = uncounted ? __real_malloc(size) : std::malloc(size);
+  void* memory = std::malloc(size);
   if (memory == nullptr) {
     throw std::bad_alloc();
   }
@@ -29,15 +20,3 @@ void operator delete(void* memory) noexcept {
 void operator delete(void* memory, std::size_t /*size*/) noexcept {
   std::free(memory);
 }
-
-namespace test {
-
-Uncounted::Uncounted() : before_(uncounted) {
-  uncounted = true;
-}
-
-Uncounted::~Uncounted() {
-  uncounted = before_;
-}
-
-}  // namespace test

@@ -1,164 +1,182 @@
-// Against a real server.
+// Against a real server, as a host uses the client.
 
-#include <configapi/ldapclient.h>
-#include <gtest/gtest.h>
+#include <sys/time.h>
 
-#include <algorithm>
+#include <cstring>
+#include <initializer_list>
+#include <iterator>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "base/heap_text.h"
-#include "ldap/client_text.h"
-#include "support/directory.h"
-#include "support/log_capture.h"
+#include "support/client_test.h"
 
 namespace {
 
+using test::AttrValue;
+using test::Lines;
 using test::Text;
-using Lines = std::vector<std::string>;
 
-struct Value {
-  int op;
-  const char* name;
-  const char* value;
-};
+Lines errors(std::initializer_list<const char*> texts) {
+  Lines lines;
+  for (const char* text : texts) {
+    lines.push_back(std::string("1 LDAP Client API: ") + text);
+  }
+  return lines;
+}
 
-class LdapClient : public test::DirectoryTest {
+class LdapClient : public test::ClientTest {
  public:
-  void SetUp() override {
-    DirectoryTest::SetUp();
-    if (IsSkipped() || HasFailure()) {
-      return;
-    }
-    ASSERT_EQ(connect(client), 0);
-    ASSERT_EQ(client.ldapClientBind(Text(directory().bind_dn()),
-                                    Text(directory().password())),
-              0);
-  }
-
-  void TearDown() override { client.ldapClientUnbind(); }
-
-  int connect(ldapClient& to) const {
-    return to.ldapClientConnect(Text(directory().host()), directory().port());
-  }
-
-  // The caller's list for add and modify, in records of its own.
-  attrval* list(const std::vector<Value>& values) {
-    records.assign(values.size() + 1, attrval{});
-    for (std::size_t i = 0; i < values.size(); ++i) {
-      records[i].op = values[i].op;
-      std::string_view(values[i].name).copy(records[i].name, 63);
-      std::string_view(values[i].value).copy(records[i].value, 511);
-      records[i].next = &records[i + 1];
-    }
-    return records.data();
-  }
-
-  int add(std::string_view dn, const std::vector<Value>& values) {
-    return client.ldapClientAdd(Text(dn), list(values));
-  }
-  int modify(std::string_view dn, const std::vector<Value>& values) {
-    return client.ldapClientModify(Text(dn), list(values));
-  }
-
-  // What the filter finds below the base: each entry's name, and its values of
-  // the one attribute.
-  Lines find(std::string_view base, int scope, std::string_view filter,
-             std::string_view attribute) {
-    Text type(attribute);
-    char* types[] = {type, nullptr};
-    SearchReq* found =
-        client.ldapClientSearch(Text(base), scope, 0, Text(filter), types, &rc);
-    Lines lines;
-    for (const SearchReq* entry = found;
-         entry != nullptr && entry->next != nullptr; entry = entry->next) {
-      lines.emplace_back(entry->dn);
-      for (const attrval* value = entry->attrs; value->next != nullptr;
-           value = value->next) {
-        lines.push_back(std::string(value->name) + ": " + value->value);
-      }
-    }
-    client.srch_free(found);
-    return lines;
-  }
-
   std::string read(std::string_view section, std::string_view key) {
-    const configapi::HeapText value(
-        client.ldapGetProfileString(Text(section), Text(key)));
-    return value != nullptr ? value.get() : "(none)";
+    return text_of(client.ldapGetProfileString(Text(section), Text(key)));
   }
   std::string read_with_code(std::string_view section, std::string_view key) {
-    const configapi::HeapText value(
-        client.ldapGetProfileString(Text(section), Text(key), &rc));
-    return value != nullptr ? value.get() : "(none)";
+    return text_of(client.ldapGetProfileString(Text(section), Text(key), &rc));
   }
   int write(std::string_view section, std::string_view key,
             std::string_view value) {
     return client.ldapWriteProfileString(Text(section), Text(key), Text(value));
   }
+  int rename(std::string_view dn, std::string_view name) {
+    return client.ldapClientModRDN(Text(dn), Text(name));
+  }
 
-  test::LogCapture log;
-  ldapClient client;
-  int rc = -1;
-  std::vector<attrval> records;
+ private:
+  static std::string text_of(char* text) {
+    const configapi::HeapText owner(text);
+    return text != nullptr ? text : "(none)";
+  }
 };
 
-std::vector<Value> joe() {
-  return {{0, "objectclass", "qxconfig"},
-          {0, "cn", "Joe"},
+std::vector<AttrValue> joe() {
+  return {{0, "cn", "Joe"},
           {0, "AddressFile", "one"},
-          {0, "AddressFile", "two"},
+          {0, "HelpFile", "x"},
+          {0, "addressFILE", "two"},
           {0, "AddressFile", "three"}};
 }
 
+TEST_F(LdapClient, ConnectsOnlyToAHostNameThatFits) {
+  const std::string host = "127.0.0." + std::string(54, '0') + "1";
+  const int port = directory().port();
+  EXPECT_EQ(client.ldapClientConnect(Text(host), port), 0);
+  EXPECT_EQ(client.cacheEnabled, 0);
+  EXPECT_EQ(client.ldapClientConnect(Text(host + "0"), port), 4);
+  EXPECT_EQ(client.ld, nullptr) << "the old session is closed first";
+  EXPECT_EQ(log.take(), errors({"ldap_open error: errno=36"}));
+}
+
 TEST_F(LdapClient, BindsOnlyWithTheRightPassword) {
-  EXPECT_EQ(client.bindDN, directory().bind_dn());
+  const std::string dn = directory().bind_dn();
+  const std::string full(63, 'x');
   ldapClient stranger;
-  ASSERT_EQ(connect(stranger), 0);
-  EXPECT_EQ(stranger.ldapClientBind(nullptr, nullptr), 0) << "anonymous";
-  log.take();
-  EXPECT_EQ(stranger.ldapClientBind(Text(directory().bind_dn()), Text("no")),
-            4);
-  EXPECT_EQ(stranger.ld, nullptr);
-  EXPECT_EQ(log.take(), Lines{"1 LDAP Client API: Error on ldap_resul2error"});
-  // A name without a password would bind as nobody (RFC 4513 section 5.1.2).
-  ASSERT_EQ(connect(stranger), 0);
-  EXPECT_EQ(stranger.ldapClientBind(Text(directory().bind_dn()), nullptr), 4);
+  const auto refuses = [&](const std::string& name, const std::string& password,
+                           const char* line) {
+    ASSERT_EQ(connect(stranger), 0);
+    EXPECT_EQ(bind(stranger, "", ""), 0) << "anonymous";
+    EXPECT_EQ(bind(stranger, name, password), 4);
+    EXPECT_EQ(stranger.ld, nullptr);
+    EXPECT_STREQ(stranger.bindDN, "");
+    EXPECT_EQ(log.take(), errors({line}));
+  };
+  refuses(dn, "no", "Error on ldap_resul2error");
+  // It would bind as nobody (RFC 4513 section 5.1.2).
+  refuses(dn, "", "Error on ldap_resul2error");
+  refuses(dn, full, "Error on ldap_resul2error");
+  refuses("cn=" + full.substr(3), "no", "Error on ldap_resul2error");
+  // What would not fit is not sent.
+  refuses(dn, full + "x", "ldap_bind error");
+  refuses("cn=" + full, "no", "ldap_bind error");
+}
+
+TEST_F(LdapClient, RemembersWhatItBoundWith) {
+  ASSERT_EQ(write("MAIL", "SmtpdPort", "25"), 0);
+  ASSERT_EQ(connect(client), 0) << "the old session is closed first";
+  EXPECT_EQ(read("MAIL", "SmtpdPort"), "(none)") << "not bound";
+  ASSERT_EQ(client.ldapClientBind(client.bindDN, client.bindPassword), 0);
+  EXPECT_EQ(read("MAIL", "SmtpdPort"), "25");
+
+  // Null keeps what was there, an empty text leaves no trace of it.
+  EXPECT_EQ(client.ldapClientBind(nullptr, Text("")), 0);
+  EXPECT_EQ(client.bindDN, directory().bind_dn());
+  const char zeros[sizeof client.bindPassword] = {};
+  EXPECT_EQ(std::memcmp(client.bindPassword, zeros, sizeof zeros), 0);
 }
 
 TEST_F(LdapClient, AddsFindsComparesAndDeletes) {
   ASSERT_EQ(add("cn=Joe", joe()), 0);
-  ASSERT_EQ(add("cn=Below,cn=Joe", {{0, "objectclass", "qxconfig"}}), 0);
+  ASSERT_EQ(add("cn=Below,cn=Joe"), 0);
   EXPECT_EQ(find("", 2, "(AddressFile=two)", "addressfile"),
             (Lines{"cn=Joe", "AddressFile: one", "AddressFile: two",
                    "AddressFile: three"}));
   EXPECT_EQ(find("cn=Joe", 0, "(cn=*)", "cn"), (Lines{"cn=Joe", "cn: Joe"}));
   EXPECT_EQ(find("cn=Joe", 1, "(cn=*)", "cn"),
             (Lines{"cn=Below,cn=Joe", "cn: Below"}));
-  EXPECT_EQ(find("cn=Joe", 2, "(cn=*)", "AddressFile").size(), 5U);
-  EXPECT_EQ(find("cn=Below,cn=Joe", 0, "(cn=*)", "AddressFile"),
-            Lines{"cn=Below,cn=Joe"})
-      << "an entry without values";
-  log.take();
+  EXPECT_EQ(find("cn=Joe", 2, "(cn=*)", "HelpFile"),
+            (Lines{"cn=Joe", "HelpFile: x", "cn=Below,cn=Joe"}))
+      << "an entry without values is one too";
+  EXPECT_EQ(rc, 0);
+  EXPECT_EQ(log.take(), Lines{});
 
   const auto compare = [this](const char* attribute, const char* value) {
-    return client.ldapClientCompare(Text("cn=Joe"), Text(attribute),
-                                    Text(value));
+    const int result =
+        client.ldapClientCompare(Text("cn=Joe"), Text(attribute), Text(value));
+    return std::to_string(result) + " " + log.take().at(0);
   };
-  EXPECT_EQ(compare("AddressFile", "three"), 0);
-  EXPECT_EQ(log.take(),
-            Lines{"6 LDAP Client API: same value for compare operation"});
-  EXPECT_EQ(compare("AddressFile", "four"), -1);
-  EXPECT_EQ(compare("LogDirectory", "one"), -1) << "it has none";
-  EXPECT_EQ(log.take().size(), 2U);
+  const std::string same = "0 6 LDAP Client API: same value";
+  const std::string differs = "-1 6 LDAP Client API: different value";
+  EXPECT_EQ(compare("AddressFile", "three"), same + " for compare operation");
+  EXPECT_EQ(compare("AddressFile", "four"), differs + " for compare operation");
+  EXPECT_EQ(compare("LogDirectory", "one"), differs + " for compare operation");
 
   EXPECT_EQ(add("cn=Joe", joe()), -1) << "it is there";
   EXPECT_EQ(client.ldapClientDelete(Text("cn=Joe")), -1) << "not a leaf";
+  EXPECT_EQ(log.take(),
+            errors({"ldap_add operation failed", "ldap_delete failed"}));
   EXPECT_EQ(client.ldapClientDelete(Text("cn=Below,cn=Joe")), 0);
   EXPECT_EQ(client.ldapClientDelete(Text("cn=Joe")), 0);
   EXPECT_EQ(find("", 2, "(cn=Joe)", "cn"), Lines{});
   EXPECT_EQ(rc, 1);
+  EXPECT_EQ(log.take(), Lines{"6 LDAP Client API: ldap_search return nothing"});
+}
+
+TEST_F(LdapClient, TheFormsOfSearchDifferInWantedTypesAndTime) {
+  ASSERT_EQ(add("cn=Joe", joe()), 0);
+  // An alias stands for the entry only where the option says so.
+  test::AttrRecords alias({{0, "objectclass", "alias"},
+                           {0, "objectclass", "extensibleObject"},
+                           {0, "cn", "Alias"},
+                           {0, "aliasedObjectName", "cn=Joe"}});
+  ASSERT_EQ(client.ldapClientAdd(Text("cn=Alias"), alias.list()), 0);
+  EXPECT_EQ(find("cn=Alias", 0, "(cn=*)", "cn", 3),
+            (Lines{"cn=Joe", "cn: Joe"}));
+  EXPECT_EQ(find("cn=Alias", 0, "(cn=*)", "cn", 0),
+            (Lines{"cn=Alias", "cn: Alias"}));
+
+  timeval limit{20, 0};
+  const Text cn("cn");
+  char* types[] = {cn, nullptr};
+  const Text base("cn=Joe");
+  const Text filter("(cn=*)");
+  const auto values = [this](SearchReq* found) {
+    int count = 0;
+    for (const attrval* value = found->attrs; value->next != nullptr;
+         value = value->next) {
+      ++count;
+    }
+    client.srch_free(found);
+    return count;
+  };
+  EXPECT_EQ(values(client.ldapClientSearch(base, 0, 0, filter, &rc)), 6);
+  EXPECT_EQ(values(client.ldapClientSearch(base, 0, 0, filter, &limit, &rc)),
+            6);
+  EXPECT_EQ(values(client.ldapClientSearch(base, 0, 0, filter, types, &rc)), 1);
+  EXPECT_EQ(
+      values(client.ldapClientSearch(base, 0, 0, filter, types, &limit, &rc)),
+      1);
+  client.srch_free(nullptr);
 }
 
 TEST_F(LdapClient, ModifiesAllOrNothing) {
@@ -167,75 +185,78 @@ TEST_F(LdapClient, ModifiesAllOrNothing) {
                               {0, "AddressFile", "four"},
                               {2, "LogDirectory", "yes"}}),
             0);
-  EXPECT_EQ(find("cn=Joe", 0, "(cn=*)", "AddressFile"),
-            (Lines{"cn=Joe", "AddressFile: one", "AddressFile: three",
-                   "AddressFile: four"}));
+  const Lines files = {"cn=Joe", "AddressFile: one", "AddressFile: three",
+                       "AddressFile: four"};
+  EXPECT_EQ(find("cn=Joe", 0, "(cn=*)", "AddressFile"), files);
   EXPECT_EQ(modify("cn=Joe", {{2, "AddressFile", "none"},
                               {1, "AddressFile", "not there"}}),
             16);
-  EXPECT_EQ(find("cn=Joe", 0, "(cn=*)", "AddressFile").size(), 4U);
+  EXPECT_EQ(find("cn=Joe", 0, "(cn=*)", "AddressFile"), files);
   EXPECT_EQ(modify("cn=Jim", {{2, "AddressFile", "x"}}), 32);
-  EXPECT_EQ(log.take(),
-            (Lines{"1 LDAP Client API: ldap_modify operation failed",
-                   "1 LDAP Client API: ldap_modify operation failed"}));
+  EXPECT_EQ(modify("cn=Joe", {}), -1);
+  attrval end{};
+  EXPECT_EQ(client.ldapClientAdd(Text("cn=x"), &end), -1);
+  EXPECT_EQ(
+      log.take(),
+      errors({"ldap_modify operation failed", "ldap_modify operation failed",
+              "ldap_modify operation failed", "ldap_add operation failed"}));
 }
 
-TEST_F(LdapClient, CarriesFullFieldsAndCutsALongNameBetweenCharacters) {
+TEST_F(LdapClient, CarriesFullFieldsAndCutsBetweenCharacters) {
   std::string above = "cn=";
   for (int i = 0; i < 100; ++i) {
     above += "\u00e9";
   }
-  const std::string name = "cn=" + std::string(61, 'n') + "," + above;
-  const std::string value(511, 'v');
-  ASSERT_EQ(add(above, {{0, "objectclass", "qxconfig"}}), 0);
-  ASSERT_EQ(add(name, {{0, "objectclass", "qxconfig"},
-                       {0, "AddressFile", value.c_str()}}),
-            0);
+  const std::string dn = "cn=" + std::string(61, 'n') + "," + above;
+  // Fields without room for a NUL: no byte behind them is read.
+  const std::string name = "AddressFile;lang-" + std::string(47, 'l');
+  const std::string value = std::string(510, 'v') + "\u00e9";
+  ASSERT_EQ(add(above), 0);
+  ASSERT_EQ(add(dn, {{0, name, value}}), 0);
   EXPECT_EQ(find(above, 1, "(cn=*)", "AddressFile"),
-            (Lines{name.substr(0, 254), "AddressFile: " + value}));
+            (Lines{dn.substr(0, 254),
+                   name.substr(0, 63) + ": " + value.substr(0, 510)}));
 }
 
 TEST_F(LdapClient, RenamesWithEachFormOfName) {
-  ASSERT_EQ(add("cn=Top", {{0, "objectclass", "qxconfig"}}), 0);
-  const struct {
-    const char* from;
-    const char* name;
-    const char* to;
-  } rows[] = {
-      {"cn=Joe,cn=Top", "cn=Jim,cn=Top", "cn=Jim,cn=Top"},
-      {"cn=Jim,cn=Top", "cn=Jack", "cn=Jack,cn=Top"},
-      {"cn=Jack,cn=Top", "Jörg", "cn=Jörg,cn=Top"},
-  };
+  ASSERT_EQ(add("cn=Top"), 0);
   ASSERT_EQ(add("cn=Joe,cn=Top", joe()), 0);
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(client.ldapClientModRDN(Text(row.from), Text(row.name)), 0);
-    const std::string value =
-        std::string(row.to).substr(3, std::string_view(row.to).find(',') - 3);
+  std::string from = "cn=Joe,cn=Top";
+  for (const char* name : {"cn=Jim,cn=Top", "cn=Jack", "Jörg"}) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(rename(from, name), 0);
+    const std::string value(name, std::strcspn(name, ","));
+    const std::string rdn = value.starts_with("cn=") ? value : "cn=" + value;
+    from = rdn + ",cn=Top";
     EXPECT_EQ(find("cn=Top", 1, "(objectclass=*)", "cn"),
-              (Lines{row.to, "cn: " + value}));
+              (Lines{from, "cn: " + rdn.substr(3)}));
   }
   log.take();
-  EXPECT_EQ(client.ldapClientModRDN(Text("cn=Joe,cn=Top"), Text("Jim")), -1);
-  EXPECT_EQ(log.take(),
-            (Lines{"1 LDAP Client API: ldap_modify operation failed",
-                   "1 LDAP Client API: ldap_modrdn CN modification failed"}));
+  const Lines refused = errors(
+      {"ldap_modify operation failed", "ldap_modrdn CN modification failed"});
+  EXPECT_EQ(rename("cn=Joe,cn=Top", "Jim"), -1) << "there is none";
+  EXPECT_EQ(log.take(), refused);
   ASSERT_EQ(add("cn=Joe,cn=Top", joe()), 0);
-  EXPECT_EQ(client.ldapClientModRDN(Text("cn=Joe,cn=Top"), Text("Jörg")), -1);
+  EXPECT_EQ(rename("cn=Joe,cn=Top", "Jörg"), -1) << "there is one";
   EXPECT_EQ(log.take(),
-            (Lines{"1 LDAP Client API: ldap_modify operation failed",
-                   "1 LDAP Client API: ldap_modrdn failed"}));
+            errors({"ldap_modify operation failed", "ldap_modrdn failed"}));
   EXPECT_EQ(find("cn=Joe,cn=Top", 0, "(cn=Joe)", "cn"),
             (Lines{"cn=Joe,cn=Top", "cn: Joe"}));
+  // A name that does not fit its record is not sent.
+  const std::string longest(511, 'n');
+  EXPECT_EQ(rename("cn=x", longest), -1);
+  EXPECT_EQ(log.take(), refused);
+  EXPECT_EQ(rename("cn=x", longest + "n"), -1);
+  EXPECT_EQ(log.take(), errors({"ldap_modrdn CN modification failed"}));
 }
 
 TEST_F(LdapClient, AReferralToADeadServerEndsNothing) {
   // Searches go on; what addresses the referral itself fails.
-  ASSERT_EQ(add("cn=Elsewhere", {{0, "objectclass", "referral"},
-                                 {0, "objectclass", "extensibleObject"},
-                                 {0, "cn", "Elsewhere"},
-                                 {0, "ref", "ldap://127.0.0.1:1/cn=x"}}),
-            0);
+  test::AttrRecords referral({{0, "objectclass", "referral"},
+                              {0, "objectclass", "extensibleObject"},
+                              {0, "cn", "Elsewhere"},
+                              {0, "ref", "ldap://127.0.0.1:1/cn=x"}});
+  ASSERT_EQ(client.ldapClientAdd(Text("cn=Elsewhere"), referral.list()), 0);
   ASSERT_EQ(write("MAIL", "SmtpdPort", "25"), 0);
   EXPECT_EQ(find("", 2, "(cn=MAIL)", "SmtpdPort"),
             (Lines{"cn=MAIL", "SmtpdPort: 25"}));
@@ -246,29 +267,36 @@ TEST_F(LdapClient, AReferralToADeadServerEndsNothing) {
 
 TEST_F(LdapClient, ProfileStringsCountTheirWrites) {
   ASSERT_EQ(write("MAIL", "SmtpdPort", "25"), 0);
+  EXPECT_EQ(log.take(), (Lines{"6 LDAP Client API: ldap_search return nothing",
+                               "1 LDAP Client API: ldap_modify operation "
+                               "failed"}));
   EXPECT_EQ(find("", 2, "(cn=MAIL)", "ConfigSerial"),
             (Lines{"cn=MAIL", "ConfigSerial: 0"}));
   EXPECT_EQ(find("cn=MAIL", 0, "(objectclass=qxconfig)", "cn"),
             (Lines{"cn=MAIL", "cn: MAIL"}));
   ASSERT_EQ(write("mail", "smtpdport", "2525"), 0);
-  EXPECT_EQ(find("", 2, "(cn=MAIL)", "ConfigSerial"),
-            (Lines{"cn=MAIL", "ConfigSerial: 1"}));
+  EXPECT_EQ(read("MAIL", "ConfigSerial"), "1");
   EXPECT_EQ(read("MAIL", "SMTPDPORT"), "2525");
   EXPECT_EQ(read_with_code("MAIL", "smtpdPort"), "2525");
   EXPECT_EQ(rc, 0);
 
+  const std::string most = std::to_string(std::numeric_limits<long>::max());
   const struct {
-    std::vector<Value> present;
-    const char* next;
+    std::string present;
+    std::string next;
   } rows[] = {
-      {{{2, "ConfigSerial", "-7"}}, "1"},
-      {{{2, "ConfigSerial", "never"}}, "1"},
-      {{{2, "ConfigSerial", "41"}}, "42"},
+      {"-7", "1"},
+      {"never", "1"},
+      {"41", "42"},
+      {" 5 writes", "6"},
+      {"99999999999999999999999", most},
+      {"-99999999999999999999999", "1"},
   };
   for (const auto& row : rows) {
-    ASSERT_EQ(modify("cn=MAIL", row.present), 0);
+    ASSERT_EQ(modify("cn=MAIL", {{2, "ConfigSerial", row.present}}), 0);
     ASSERT_EQ(write("MAIL", "SmtpdPort", "25"), 0);
-    EXPECT_EQ(read("MAIL", "ConfigSerial"), row.next);
+    EXPECT_EQ(find("cn=MAIL", 0, "(cn=*)", "ConfigSerial"),
+              (Lines{"cn=MAIL", "ConfigSerial: " + row.next}));
   }
   ASSERT_EQ(add("cn=Joe", joe()), 0);
   ASSERT_EQ(write("Joe", "SmtpdPort", "25"), 0);
@@ -292,9 +320,12 @@ TEST_F(LdapClient, ProfileReadsTellAMissingEntryFromAMissingKey) {
   EXPECT_EQ(rc, 1);
   EXPECT_EQ(log.take(),
             (Lines{"1 LDAP Client API: ldap_search failed", no_values}));
-  EXPECT_EQ(write("MAIL", "NoSuchKey", "x"), -1);
-  EXPECT_EQ(log.take().back(),
-            "1 LDAP Client API: ldapWriteProfileString failed");
+  // The filter finds the entry, whose attribute has another name.
+  EXPECT_EQ(read_with_code("MAIL", "SmtpdPort;lang-de"), "(none)");
+  EXPECT_EQ(rc, 1);
+  // A key does not change the filter around it.
+  EXPECT_EQ(read_with_code("MAIL", "cn=*)(SmtpdPort"), "(none)");
+  EXPECT_EQ(rc, 1);
 }
 
 // A section may be called anything, and is found again under that name alone.
@@ -326,12 +357,39 @@ TEST_F(LdapClient, OddSectionNamesStandForThemselves) {
             2 * std::size(names));
 }
 
-TEST_F(LdapClient, TwoSessionsSeeOneDirectory) {
-  ASSERT_EQ(write("MAIL", "SmtpdPort", "25"), 0);
-  ASSERT_EQ(connect(client), 0) << "the old session is closed first";
-  EXPECT_EQ(read("MAIL", "SmtpdPort"), "(none)") << "not bound";
-  ASSERT_EQ(client.ldapClientBind(client.bindDN, client.bindPassword), 0);
-  EXPECT_EQ(read("MAIL", "SmtpdPort"), "25");
+TEST_F(LdapClient, ProfileLimitsAreThoseOfThePlainNames) {
+  // A name that fits is sent, and what the server says is logged.
+  const Lines sent = errors({"ldap_modify operation failed"});
+  const struct {
+    std::size_t section;
+    std::size_t key;
+    std::size_t value;
+    bool fits;
+  } rows[] = {
+      {1020, 1, 1, true}, {1021, 1, 1, false},  //
+      {1, 63, 1, true},   {1, 64, 1, false},    //
+      {1, 1, 511, true},  {1, 1, 512, false},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(write(std::string(row.section, 's'), std::string(row.key, 'k'),
+                    std::string(row.value, 'v')),
+              -1);
+    const Lines lines = log.take();
+    EXPECT_EQ(lines.size(), row.fits ? 3U : 1U);
+    EXPECT_EQ(lines.back(), "1 LDAP Client API: ldapWriteProfileString failed");
+  }
+  EXPECT_EQ(read(std::string(1020, ','), "Key"), "(none)");
+  EXPECT_EQ(log.take().size(), 2U);
+  EXPECT_EQ(read(std::string(1021, ','), "Key"), "(none)");
+  EXPECT_EQ(log.take().size(), 1U);
+
+  const std::string stars(57, '*');
+  ASSERT_EQ(write(stars, "HelpFile", std::string(511, 'v')), 0);
+  EXPECT_EQ(read_with_code(stars, "HelpFile"), std::string(511, 'v'));
+  log.take();
+  EXPECT_EQ(read_with_code(stars + "*", "HelpFile"), "(none)");
+  EXPECT_EQ(rc, 1);
+  EXPECT_EQ(log.take().size(), 1U);
 }
 
 }  // namespace

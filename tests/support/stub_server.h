@@ -3,9 +3,9 @@
 #ifndef CONFIGAPI_TESTS_STUB_SERVER_H_
 #define CONFIGAPI_TESTS_STUB_SERVER_H_
 
+#include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
+#include <string>
 #include <thread>
 
 namespace test {
@@ -20,8 +20,8 @@ class StubServer {
     kGarbage,  // the next request is answered with what is no LDAP, and closed
   };
 
-  // Tells each connection "success" (or "nothing found") for its first
-  // `answers` requests, each after the delay.
+  // Tells each connection "success" for its first `answers` requests, which
+  // bind or delete, each after the delay.
   StubServer(int answers, Ending ending,
              std::chrono::milliseconds delay = std::chrono::milliseconds(0));
   ~StubServer();
@@ -33,26 +33,19 @@ class StubServer {
   [[nodiscard]] int port() const { return port_; }
 
   // Returns when a connection has been closed from this side.
-  void wait_for_hang_up();
+  void wait_for_hang_up() { hung_up_.wait(false); }
 
  private:
-  void serve();
-  void serve_connection(int connection);
-  [[nodiscard]] bool readable(int descriptor) const;
-  bool answer_request(int connection);
-  void hang_up(int connection);
+  void serve(int connection);
+  [[nodiscard]] std::string receive(int connection) const;
 
   int answers_;
   Ending ending_;
   std::chrono::milliseconds delay_;
   int listener_;
   int port_ = 0;
-  int stop_[2] = {};  // a pipe: what becomes readable when it is over
-
-  std::mutex mutex_;
-  std::condition_variable hung_up_;
-  bool has_hung_up_ = false;  // guarded by mutex_
-
+  std::atomic<bool> over_ = false;
+  std::atomic<bool> hung_up_ = false;
   std::thread thread_;
 };
 

@@ -1,0 +1,323 @@
+// What no server does on demand: answers that are made up on the way to a real
+// one, and memory that is out. And what needs no server at all.
+
+#include <configapi/internals.h>
+#include <ldap.h>
+
+#include <cerrno>
+#include <functional>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/heap_text.h"
+#include "ldap/escape.h"
+#include "ldap/intercept.h"
+#include "support/alloc_fault.h"
+#include "support/client_test.h"
+
+namespace {
+
+using namespace std::string_view_literals;
+
+using configapi::HeapText;
+using test::AllocFault;
+using test::Lines;
+using test::Text;
+
+Lines errors(std::initializer_list<const char*> texts) {
+  Lines lines;
+  for (const char* text : texts) {
+    lines.push_back(std::string("1 LDAP Client API: ") + text);
+  }
+  return lines;
+}
+
+class Faults : public test::ClientTest {
+ public:
+  void TearDown() override {
+    test::ldap_answers.clear();
+    test::ldap_calls.clear();
+    ClientTest::TearDown();
+  }
+
+  int write(std::string_view value) {
+    return client.ldapWriteProfileString(Text("Ldap"), Text("HelpFile"),
+                                         Text(value));
+  }
+  Lines everything() {
+    Lines all = find("", 2, "(objectclass=*)", "*");
+    log.take();
+    return all;
+  }
+};
+
+TEST_F(Faults, ConnectsToTheUsualPlaceUnlessToldOtherwise) {
+  errno = EINTR;  // what an earlier call left is not to be logged
+  test::ldap_answers = {{"ldap_open", ECONNREFUSED}};
+  EXPECT_EQ(client.ldapClientConnect(nullptr, 0), 4);
+  EXPECT_EQ(client.ldapClientConnect(Text("directory.example"), -1), 4);
+  EXPECT_EQ(client.ldapClientConnect(Text("directory.example"), 1389), 4);
+  EXPECT_EQ(test::ldap_calls, (Lines{"ldap_open localhost 389 0",
+                                     "ldap_open directory.example 389 0",
+                                     "ldap_open directory.example 1389 0"}));
+  EXPECT_EQ(log.take().front(),
+            "1 LDAP Client API: ldap_open error: errno=111");
+}
+
+TEST_F(Faults, ABindWithoutAnAnswerClosesTheConnection) {
+  const struct {
+    decltype(test::ldap_answers) answers;
+    Lines calls;
+    const char* line;
+  } rows[] = {
+      {{{"ldap_simple_bind", -1}}, {"ldap_simple_bind"}, "ldap_bind error"},
+      {{{"ldap_result", -1}}, {"ldap_result 360"}, "Error on server result"},
+      {{{"ldap_result", 0}, {"ldap_abandon", 0}},
+       {"ldap_result 360", "ldap_abandon"},
+       "Timed-out"},
+  };
+  for (const auto& row : rows) {
+    ASSERT_EQ(connect(client), 0);
+    test::ldap_answers = row.answers;
+    test::ldap_calls.clear();
+    EXPECT_EQ(bind(client, "cn=x", "other"), 4);
+    EXPECT_EQ(client.ld, nullptr);
+    EXPECT_EQ(client.bindDN, directory().bind_dn()) << "the one before";
+    EXPECT_EQ(test::ldap_calls, row.calls);
+    EXPECT_EQ(log.take(), errors({row.line}));
+    test::ldap_answers.clear();
+  }
+}
+
+TEST_F(Faults, ASearchThatCannotBeReadFindsNothing) {
+  ASSERT_EQ(add("cn=Ldap", {{0, "ConfigSerial", "7"}, {0, "HelpFile", "x"}}),
+            0);
+  const struct {
+    const char* function;
+    int code;
+    int rc;
+    const char* line;
+    bool has_answer;  // of the server: then there is nothing to be kept
+  } rows[] = {
+      {"ldap_search_s", 32, 1, "ldap_search failed", true},
+      {"ldap_search_s", LDAP_NO_MEMORY, 1, "ldap_search failed", false},
+      {"ldap_search_s", LDAP_SERVER_DOWN, 1, "ldap_search failed", false},
+      {"ldap_count_entries", -1, 2, "ldap_count_entries failed", true},
+      {"ldap_next_attribute", LDAP_NO_MEMORY, 1, "ldap_search failed", false},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.function) + " " + std::to_string(row.code));
+    test::ldap_answers = {{row.function, row.code}};
+    EXPECT_EQ(client.ldapClientSearch(nullptr, 2, 0, Text("(cn=Ldap)"), &rc),
+              nullptr);
+    EXPECT_EQ(rc, row.rc);
+    EXPECT_EQ(log.take(), errors({row.line}));
+    if (!row.has_answer) {
+      // A counter that could not be read would start over.
+      EXPECT_EQ(write("new"), -1);
+      EXPECT_EQ(log.take(),
+                errors({row.line, "ldapWriteProfileString failed"}));
+    }
+    test::ldap_answers.clear();
+    EXPECT_EQ(find("cn=Ldap", 0, "(HelpFile=x)", "ConfigSerial"),
+              (Lines{"cn=Ldap", "ConfigSerial: 7"}));
+  }
+}
+
+TEST_F(Faults, ARefusedStepEndsARenameUnlessTheServerKeepsNamingValues) {
+  const struct {
+    int modify;
+    int modrdn;
+    int result;
+    std::string line;  // behind that of the modify
+  } rows[] = {
+      {LDAP_NAMING_VIOLATION, 0, 0, ""},
+      {LDAP_NOT_ALLOWED_ON_RDN, 0, 0, ""},
+      {LDAP_SUCCESS, 0, 0, ""},
+      {LDAP_NOT_ALLOWED_ON_RDN, 68, -1, "ldap_modrdn failed"},
+      {LDAP_SUCCESS, 68, -1, "ldap_modrdn failed"},
+      {LDAP_NO_SUCH_OBJECT, 0, -1, "ldap_modrdn CN modification failed"},
+      {LDAP_SERVER_DOWN, 0, -1, "ldap_modrdn CN modification failed"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.modify);
+    test::ldap_answers = {{"ldap_modify_s", row.modify},
+                          {"ldap_modrdn_s", row.modrdn}};
+    test::ldap_calls.clear();
+    EXPECT_EQ(client.ldapClientModRDN(Text("cn=Joe"), Text("Jim")), row.result);
+    const bool ends = row.line == "ldap_modrdn CN modification failed";
+    EXPECT_EQ(test::ldap_calls.back(),
+              ends ? "ldap_modify_s" : "ldap_modrdn_s");
+    Lines lines =
+        row.modify != 0 ? errors({"ldap_modify operation failed"}) : Lines{};
+    if (!row.line.empty()) {
+      lines.push_back(errors({row.line.c_str()}).front());
+    }
+    EXPECT_EQ(log.take(), lines);
+  }
+}
+
+TEST_F(Faults, NothingIsSentOrFoundWhenMemoryIsOut) {
+  ASSERT_EQ(add("cn=Ldap", {{0, "ConfigSerial", "7"}, {0, "HelpFile", "x"}}),
+            0);
+  const std::string name(60, 'n');
+  const Text dn("cn=" + name);
+  const Text new_name(name + "n");
+  const Text ldap("Ldap");
+  const Text key("HelpFile");
+  const Text filter("(cn=Ldap)");
+  test::AttrRecords values({{0, "objectclass", "qxconfig"},
+                            {0, "HelpFile", "one"},
+                            {0, "helpfile", "two"}});
+  test::AttrRecords change(
+      {{2, "HelpFile", "three"}, {0, "LogDirectory", "x"}});
+  const struct {
+    const char* what;
+    std::function<bool()> succeeds;
+  } rows[] = {
+      {"search",
+       [&] {
+         SearchReq* const found =
+             client.ldapClientSearch(nullptr, 2, 0, filter, &rc);
+         client.srch_free(found);
+         EXPECT_EQ(rc, found != nullptr ? 0 : 1);
+         return found != nullptr;
+       }},
+      {"read",
+       [&] {
+         return HeapText(client.ldapGetProfileString(ldap, key)) != nullptr;
+       }},
+      {"read with code",
+       [&] {
+         const HeapText value(client.ldapGetProfileString(ldap, key, &rc));
+         EXPECT_EQ(rc, value != nullptr ? 0 : 1);
+         return value != nullptr;
+       }},
+      {"add", [&] { return client.ldapClientAdd(dn, values.list()) == 0; }},
+      {"modify",
+       [&] { return client.ldapClientModify(dn, change.list()) == 0; }},
+      {"rename", [&] { return client.ldapClientModRDN(dn, new_name) == 0; }},
+      {"write",
+       [&] { return client.ldapWriteProfileString(ldap, key, key) == 0; }},
+  };
+  for (const auto& row : rows) {
+    const Lines before = everything();
+    for (int n = 1;; ++n) {
+      SCOPED_TRACE(row.what + std::to_string(n));
+      bool success = false;
+      {
+        const AllocFault fault(n);
+        success = row.succeeds();
+      }
+      if (!AllocFault::happened()) {
+        EXPECT_TRUE(success);
+        EXPECT_GT(n, 5);
+        break;
+      }
+      EXPECT_FALSE(success);
+      EXPECT_FALSE(log.take().empty());
+      EXPECT_EQ(everything(), before);
+    }
+  }
+}
+
+TEST(ModificationArrays, HoldCopiesInTheLibrarysForm) {
+  test::AttrRecords values({{LDAP_MOD_DELETE, "cn", "Joe"},
+                            {LDAP_MOD_REPLACE, "sn", ""},
+                            {LDAP_MOD_REPLACE, "cn", "Jim"}});
+  const struct {
+    int op;
+    Lines mods;
+  } rows[] = {{-1, {"129 cn=Joe", "130 sn=", "130 cn=Jim"}},
+              {LDAP_MOD_ADD, {"128 cn=Joe", "128 sn=", "128 cn=Jim"}}};
+  for (const auto& row : rows) {
+    LDAPMod** mods = get_modlist(values.list(), row.op);
+    ASSERT_NE(mods, nullptr);
+    Lines lines;
+    for (LDAPMod** mod = mods; *mod != nullptr; ++mod) {
+      const berval& value = *(*mod)->mod_bvalues[0];
+      lines.push_back(std::to_string((*mod)->mod_op) + " " + (*mod)->mod_type +
+                      "=" + std::string(value.bv_val, value.bv_len));
+      EXPECT_NE(value.bv_val, values.list()->value);
+      EXPECT_EQ((*mod)->mod_bvalues[1], nullptr);
+    }
+    EXPECT_EQ(lines, row.mods);
+    free_modlist(mods);
+  }
+  EXPECT_EQ(get_modlist(test::AttrRecords({}).list(), -1), nullptr);
+  free_modlist(nullptr);
+  free_berval(nullptr);
+}
+
+TEST(Names, FirstRdnValueAndAttributeOfAFilter) {
+  const struct {
+    char* (*function)(char*);
+    const char* text;
+    const char* result;
+  } rows[] = {
+      {dn_check, "cn=Joe,o=Acme", "Joe"},
+      {dn_check, "cn=Joe", "Joe"},
+      {dn_check, "Joe", "Joe"},
+      {dn_check, "cn=,o=Acme", ""},
+      {dn_check, "cn=a=b,c=d", "a=b"},
+      {dn_check, "Joe,o=Acme", "Joe"},
+      {dn_check, ",cn=Joe", ""},
+      {dn_check, "=,", ""},
+      {dn_check, "", ""},
+      {parse_keyname, "(cn=MAIL)", "cn"},
+      {parse_keyname, "cn=MAIL", "cn"},
+      {parse_keyname, "(((cn=a=b", "cn"},
+      {parse_keyname, "( cn=x)", " cn"},
+      {parse_keyname, "(cn)", "cn)"},
+      {parse_keyname, "((", ""},
+      {parse_keyname, "=x", ""},
+      {parse_keyname, "", ""},
+  };
+  for (const auto& row : rows) {
+    const Text text(row.text);
+    EXPECT_STREQ(HeapText(row.function(text)).get(), row.result) << row.text;
+    const AllocFault fault(1);
+    EXPECT_EQ(row.function(text), nullptr);
+  }
+}
+
+TEST(Names, ListOfOneText) {
+  const Text text("mail");
+  char** list = get_list(text);
+  ASSERT_NE(list, nullptr);
+  EXPECT_STREQ(list[0], "mail");
+  EXPECT_NE(list[0], static_cast<char*>(text));
+  EXPECT_EQ(list[1], nullptr);
+  free_getlist(list);
+  free_getlist(nullptr);
+  for (const int n : {1, 2}) {
+    const AllocFault fault(n);
+    EXPECT_EQ(get_list(text), nullptr);
+  }
+}
+
+// Forms that a server takes for others, or never sees.
+TEST(Escape, TextsInNamesAndFilters) {
+  const struct {
+    std::string_view text;
+    std::string_view in_name;    // RFC 4514
+    std::string_view in_filter;  // RFC 4515
+  } rows[] = {
+      {""sv, ""sv, ""sv},
+      {R"("+,;<>\)"sv, R"(\"\+\,\;\<\>\\)"sv, R"("+,;<>\5c)"sv},
+      {"a\0*()"sv, R"(a\00*())"sv, R"(a\00\2a\28\29)"sv},
+      {"#1#"sv, R"(\#1#)"sv, "#1#"sv},
+      {" a b "sv, R"(\ a b\ )"sv, " a b "sv},
+      {" "sv, R"(\ )"sv, " "sv},
+      {"  "sv, R"(\ \ )"sv, "  "sv},
+      {" #"sv, R"(\ #)"sv, " #"sv},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(configapi::escape_dn_value(row.text), row.in_name);
+    EXPECT_EQ(configapi::escape_filter_value(row.text), row.in_filter);
+  }
+}
+
+}  // namespace
