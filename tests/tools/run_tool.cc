@@ -1,15 +1,17 @@
 #include "tools/run_tool.h"
 
 #include <fcntl.h>
-#include <poll.h>
+#include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdlib>
-#include <optional>
 #include <stdexcept>
 #include <string_view>
 
@@ -22,34 +24,29 @@ namespace {
 
 constexpr unsigned kLongestRun = 60;  // seconds; valgrind is slow
 
-struct Pipe {
-  int read_end = -1;
-  int write_end = -1;
+int checked(int fd, const std::string& what) {
+  if (fd < 0) {
+    throw std::runtime_error("cannot open " + what);
+  }
+  return fd;
+}
 
-  Pipe() {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-      throw std::runtime_error("no pipe");
-    }
-    read_end = ends[0];
-    write_end = ends[1];
-  }
-  ~Pipe() {
-    close_end(&read_end);
-    close_end(&write_end);
-  }
-  Pipe(const Pipe&) = delete;
-  Pipe& operator=(const Pipe&) = delete;
-  Pipe(Pipe&&) = delete;
-  Pipe& operator=(Pipe&&) = delete;
+int opened(const std::string& file, int flags) {
+  return checked(::open(file.c_str(), flags | O_CLOEXEC), file);
+}
 
-  static void close_end(int* end) {
-    if (*end >= 0) {
-      ::close(*end);
-    }
-    *end = -1;
+std::vector<std::string> split(const std::string& line) {
+  std::vector<std::string> words;
+  for (std::size_t at = line.find_first_not_of(' '); at < line.size();
+       at = line.find_first_not_of(' ', at)) {
+    const char end = line[at] == '\'' ? '\'' : ' ';
+    at += end == '\'' ? 1 : 0;
+    const std::size_t stop = std::min(line.find(end, at), line.size());
+    words.push_back(line.substr(at, stop - at));
+    at = stop + 1;
   }
-};
+  return words;
+}
 
 std::vector<std::string> environment(const Surroundings& surroundings) {
   std::vector<std::string> lines{"LDAPNOINIT=1"};
@@ -74,122 +71,27 @@ std::vector<char*> pointers(std::vector<std::string>* texts) {
   return list;
 }
 
-// -1 where no file is named.
-int opened(const std::string& file, int flags) {
-  if (file.empty()) {
-    return -1;
-  }
-  const int fd = ::open(file.c_str(), flags | O_CLOEXEC);
-  if (fd < 0) {
-    throw std::runtime_error("cannot open " + file);
-  }
-  return fd;
-}
-
-// A terminal of the test's own; what it shows is read from the master,
-// and what is typed is written there.
-class Terminal {
- public:
-  Terminal() : master_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
-    if (master_ < 0 || grantpt(master_) != 0 || unlockpt(master_) != 0) {
-      throw std::runtime_error("no terminal");
-    }
-    name_ = ptsname(master_);
-    slave_ = ::open(name_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-  }
-  ~Terminal() {
-    Pipe::close_end(&master_);
-    Pipe::close_end(&slave_);
-  }
-  Terminal(const Terminal&) = delete;
-  Terminal& operator=(const Terminal&) = delete;
-  Terminal(Terminal&&) = delete;
-  Terminal& operator=(Terminal&&) = delete;
-
-  int* master() { return &master_; }
-  int* slave() { return &slave_; }
-  [[nodiscard]] const char* name() const { return name_.c_str(); }
-
- private:
-  int master_;
-  int slave_ = -1;
-  std::string name_;
-};
-
-struct Plan {
-  std::vector<char*> words;
-  std::vector<char*> names;
-  int in;
-  int out;
-  int err;
-  const char* terminal;  // or null
-  rlim_t data_limit;     // bytes, or RLIM_INFINITY
-};
-
-// Everything that allocates is done before the fork.
-[[noreturn]] void become_tool(const Plan& plan) {
-  std::signal(SIGPIPE, SIG_DFL);
-  setsid();
-  if (plan.terminal != nullptr) {
-    // A leader of a session without a terminal gets the first it opens.
-    ::open(plan.terminal, O_RDWR | O_CLOEXEC);
-  }
-  dup2(plan.in, STDIN_FILENO);
-  dup2(plan.out, STDOUT_FILENO);
-  dup2(plan.err, STDERR_FILENO);
-  const rlimit limit{plan.data_limit, plan.data_limit};
-  setrlimit(RLIMIT_DATA, &limit);
-  alarm(kLongestRun);
-  execve(CONFIGAPI_TOOL, plan.words.data(), plan.names.data());
-  _exit(127);
-}
-
-void drain(int* end, std::string* text) {
+// Reads to the end; what is to be typed goes there behind the first block.
+std::string read_all(int fd, std::string typed = {}) {
+  std::string text;
   std::array<char, 65536> block{};
-  const ssize_t got = ::read(*end, block.data(), block.size());
-  if (got <= 0) {
-    Pipe::close_end(end);
-  } else {
-    text->append(block.data(), static_cast<std::size_t>(got));
+  for (;;) {
+    const ssize_t got = ::read(fd, block.data(), block.size());
+    if (got <= 0) {
+      return text;
+    }
+    text.append(block.data(), static_cast<std::size_t>(got));
+    if (!typed.empty()) {
+      EXPECT_GT(::write(fd, typed.data(), typed.size()), 0);
+      typed.clear();
+    }
   }
 }
 
-void type(int terminal, std::string* keys) {
-  if (!keys->empty()) {
-    if (::write(terminal, keys->data(), keys->size()) < 0) {
-      throw std::runtime_error("cannot type");
-    }
-    keys->clear();
-  }
-}
-
-// Feeds the input and drains both outputs as they come, so that nobody waits
-// for a full pipe.
-void exchange(Surroundings surroundings, int* in, int* out, int* err,
-              ToolRun* run) {
-  std::string_view input = surroundings.input;
-  fcntl(*in, F_SETFL, O_NONBLOCK);
-  while (*out >= 0 || *err >= 0) {
-    if (input.empty()) {
-      Pipe::close_end(in);
-    }
-    std::array<pollfd, 3> ends{
-        {{*in, POLLOUT, 0}, {*out, POLLIN, 0}, {*err, POLLIN, 0}}};
-    poll(ends.data(), ends.size(), -1);
-    if (ends[0].revents != 0) {
-      const ssize_t put = ::write(*in, input.data(), input.size());
-      input.remove_prefix(put < 0 ? input.size()
-                                  : static_cast<std::size_t>(put));
-    }
-    if (ends[1].revents != 0) {
-      drain(out, &run->out);
-    }
-    if (ends[2].revents != 0) {
-      drain(err, &run->err);
-      if (surroundings.on_terminal) {
-        type(*err, &surroundings.typed);
-      }
-    }
+void write_all(int fd, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t put = ::write(fd, text.data(), text.size());
+    text.remove_prefix(put < 0 ? text.size() : static_cast<std::size_t>(put));
   }
 }
 
@@ -200,48 +102,84 @@ std::ostream& operator<<(std::ostream& stream, const ToolRun& run) {
                 << "\nerr: " << run.err;
 }
 
-ToolRun run_tool(const Words& words, const Surroundings& surroundings) {
+ToolRun run_tool(const std::string& line, const Surroundings& surroundings) {
   std::signal(SIGPIPE, SIG_IGN);
-  Words line = words;
-  line.insert(line.begin(), "configapi");
+  auto words = split("configapi " + line);
   auto names = environment(surroundings);
-  Pipe in;
-  Pipe out;
-  Pipe err;
-  std::optional<Terminal> terminal;
+  const auto arguments = pointers(&words);
+  const auto variables = pointers(&names);
+  const std::string& to = surroundings.out_file;
+  std::array<int, 2> feed{};
+  checked(pipe2(feed.data(), O_CLOEXEC), "a pipe");
+  if (!surroundings.in_file.empty()) {
+    ::close(feed[0]);
+    feed[0] = opened(surroundings.in_file, O_RDONLY);
+    lseek(feed[0], surroundings.in_offset, SEEK_SET);
+  }
+  const int out = to.empty() ? checked(memfd_create("out", MFD_CLOEXEC), "out")
+                             : opened(to, O_WRONLY);
+  int err = -1;
+  int terminal = -1;
   if (surroundings.on_terminal) {
-    terminal.emplace();
+    terminal = checked(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC), "ptmx");
+    checked(grantpt(terminal) | unlockpt(terminal), "a terminal");
+    err = opened(ptsname(terminal), O_RDWR | O_NOCTTY);
+  } else {
+    err = checked(memfd_create("err", MFD_CLOEXEC), "err");
   }
-  int from_file = opened(surroundings.in_file, O_RDONLY);
-  if (from_file >= 0) {
-    lseek(from_file, surroundings.in_offset, SEEK_SET);
-  }
-  int to_file = opened(surroundings.out_file, O_WRONLY);
-  const Plan plan{pointers(&line),
-                  pointers(&names),
-                  from_file >= 0 ? from_file : in.read_end,
-                  to_file >= 0 ? to_file : out.write_end,
-                  terminal ? *terminal->slave() : err.write_end,
-                  terminal ? terminal->name() : nullptr,
-                  surroundings.data_mib > 0
-                      ? rlim_t{surroundings.data_mib} << 20U
-                      : RLIM_INFINITY};
+  const rlim_t data = surroundings.data_mib > 0
+                          ? rlim_t{surroundings.data_mib} << 20U
+                          : RLIM_INFINITY;
+
   const pid_t child = fork();
   if (child == 0) {
-    become_tool(plan);
+    std::signal(SIGPIPE, SIG_DFL);
+    setsid();
+    ioctl(err, TIOCSCTTY, 0);
+    dup2(feed[0], STDIN_FILENO);
+    dup2(out, STDOUT_FILENO);
+    dup2(err, STDERR_FILENO);
+    const rlimit limit{data, data};
+    setrlimit(RLIMIT_DATA, &limit);
+    alarm(kLongestRun);
+    execve(CONFIGAPI_TOOL, arguments.data(), variables.data());
+    _exit(127);
   }
-  for (int* end : {&from_file, &to_file, &in.read_end, &out.write_end,
-                   &err.write_end, terminal ? terminal->slave() : &to_file}) {
-    Pipe::close_end(end);
-  }
-
+  ::close(feed[0]);
+  write_all(feed[1], surroundings.input);
+  ::close(feed[1]);
   ToolRun run;
-  exchange(surroundings, &in.write_end, &out.read_end,
-           terminal ? terminal->master() : &err.read_end, &run);
+  if (terminal >= 0) {
+    ::close(err);  // else the terminal would have no end
+    run.err = read_all(terminal, surroundings.typed);
+  }
   int status = 0;
   waitpid(child, &status, 0);
   run.exit = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  lseek(out, 0, SEEK_SET);
+  run.out = read_all(out);
+  if (terminal < 0) {
+    lseek(err, 0, SEEK_SET);
+    run.err = read_all(err);
+  }
+  ::close(out);
+  ::close(terminal < 0 ? err : terminal);
   return run;
+}
+
+void check_tool(const std::vector<ToolCase>& cases,
+                const Surroundings& surroundings) {
+  for (const ToolCase& row : cases) {
+    SCOPED_TRACE(row.line);
+    const ToolRun run = run_tool(row.line, surroundings);
+    EXPECT_EQ(run.exit, row.exit) << run;
+    EXPECT_EQ(run.out, row.out);
+    EXPECT_EQ(run.err, row.err);
+  }
+}
+
+long lines_in(const std::string& text) {
+  return std::count(text.begin(), text.end(), '\n');
 }
 
 }  // namespace test

@@ -19,13 +19,11 @@ struct ToolRun {
 // Makes a failing expectation readable.
 std::ostream& operator<<(std::ostream& stream, const ToolRun& run);
 
-using Words = std::vector<std::string>;
-
 // What the tool runs in.
 struct Surroundings {
   std::string input{};                         // standard input, a pipe
   std::map<std::string, std::string> names{};  // CONFIGAPI_... and the like
-  std::string out_file{};                      // instead of a pipe: "/dev/full"
+  std::string out_file{};                      // "/dev/full"
   std::string in_file{};                       // instead of a pipe
   long in_offset = 0;                          // where that file stands
   unsigned data_mib = 0;     // limit on its memory, 0 for none
@@ -33,10 +31,25 @@ struct Surroundings {
   std::string typed{};       // on that, once something is shown
 };
 
-// Runs `configapi WORDS...`. Nothing of the caller's environment gets in but
-// PATH and what sanitizers take, and no terminal. A tool that hangs is killed
-// after a minute.
-ToolRun run_tool(const Words& words, const Surroundings& surroundings = {});
+// Runs `configapi LINE`, where blanks part words and '...' is one. Nothing of
+// the caller's environment gets in but PATH and what sanitizers take, and no
+// terminal. A tool that hangs is killed after a minute.
+ToolRun run_tool(const std::string& line,
+                 const Surroundings& surroundings = {});
+
+struct ToolCase {
+  std::string line;
+  int exit = 0;
+  std::string out{};
+  std::string err{};
+};
+
+// Expects each to go as told.
+void check_tool(const std::vector<ToolCase>& cases,
+                const Surroundings& surroundings = {});
+
+// How many lines a text has.
+long lines_in(const std::string& text);
 
 }  // namespace test
 

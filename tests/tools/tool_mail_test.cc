@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,84 +10,53 @@
 
 namespace {
 
+using test::check_tool;
 using test::run_tool;
 using test::ToolRun;
-using test::Words;
-
-struct Case {
-  const char* what;
-  Words words;
-  int exit;
-  const char* out;
-  const char* err;
-};
-
-void check_all(const std::vector<Case>& cases,
-               const test::Surroundings& surroundings = {}) {
-  for (const Case& row : cases) {
-    SCOPED_TRACE(row.what);
-    const ToolRun run = run_tool(row.words, surroundings);
-    EXPECT_EQ(run.exit, row.exit) << run;
-    EXPECT_EQ(run.out, row.out);
-    EXPECT_EQ(run.err, row.err);
-  }
-}
 
 TEST(ToolAddresses, ShowsTheParts) {
-  check_all({
-      {"a mailbox",
-       {"addresses", "Joe Q. <joe@x.y> (home)"},
-       0,
+  check_tool({
+      {"addresses 'Joe Q. <joe@x.y> (home)'", 0,
        "joe@x.y\n"
        "  phrase   Joe Q.\n"
        "  local    joe\n"
        "  domain   x.y\n"
        "  comment  home\n"
-       "  written  Joe Q. <joe@x.y> (home)\n",
-       ""},
-      {"a list and a group",
-       {"addresses", "postmaster, T: a@b, c@d;"},
-       0,
+       "  written  Joe Q. <joe@x.y> (home)\n"},
+      {"addresses 'postmaster, T: a@b, c@d;'", 0,
        "postmaster\n"
        "  local    postmaster\n"
        "T: a@b, c@d;\n"
        "  phrase   T\n"
        "  local    c\n"
-       "  domain   d\n",
-       ""},
-      {"none",
-       {"addresses", "a b", "x@y"},
-       1,
-       "x@y\n  local    x\n  domain   y\n",
+       "  domain   d\n"},
+      {"addresses 'a b' x@y", 1, "x@y\n  local    x\n  domain   y\n",
        "configapi: no address in 'a b'\n"},
-      {"an object",
-       {"--json", "addresses", "a@b,"},
-       0,
+      {"--json addresses a@b,", 0,
        R"({"text":"a@b,","recipients":[{"address":"a@b","phrase":"",)"
        R"("local":"a","domain":"b","comment":"","written":"a@b"}]})"
-       "\n",
-       ""},
+       "\n"},
   });
 }
 
 TEST(ToolAddresses, ReadsLines) {
-  const ToolRun run = run_tool({"addresses", "--json"},
-                               {.input = "a@b\r\n\n  \n\"x y\"@z, \xE9@b"});
+  const ToolRun run =
+      run_tool("addresses --json", {.input = "a@b\r\n\n  \n\"x y\"@z, \xE9@b"});
   EXPECT_EQ(run.exit, 0) << run;
-  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 2);
+  EXPECT_EQ(test::lines_in(run.out), 2);
   EXPECT_NE(run.out.find("\"text\":\"a@b\""), std::string::npos);
   EXPECT_NE(run.out.find("\xEF\xBF\xBD@b"), std::string::npos)
       << "a byte that is no UTF-8 becomes U+FFFD";
 }
 
-// The remarks alone: lines that begin with "! ".
+// The remarks alone, without the "! " that they begin with.
 std::string remarks_of(const std::string& list) {
-  const ToolRun run = run_tool({"-q", "addresses", "--explain", list});
+  const ToolRun run = run_tool("-q addresses --explain '" + list + "'");
   std::string remarks;
   for (std::size_t at = 0; at < run.out.size();) {
     const std::size_t end = run.out.find('\n', at) + 1;
     if (run.out.compare(at, 2, "! ") == 0) {
-      remarks += run.out.substr(at, end - at);
+      remarks += run.out.substr(at + 2, end - at - 2);
     }
     at = end;
   }
@@ -100,30 +68,25 @@ TEST(ToolAddresses, SaysWhatWasLeftOut) {
   const std::vector<std::pair<std::string, std::string>> rows = {
       {"a@b, Joe <c@d>", ""},
       {"John Smith, a@b",
-       "! offset 10: ',' cannot stand here; 'John Smith' is left out\n"},
-      {"a@b c@d, x@y",
-       "! offset 4: 'c' cannot stand here; 'a@b c@d' is left "
-       "out\n"},
+       "offset 10: ',' cannot stand here; 'John Smith' is left out\n"},
       {"x@y, (one) a@b@c",
-       "! offset 14: '@' cannot stand here; '(one) a@b@c' "
-       "is left out\n"},
+       "offset 14: '@' cannot stand here; '(one) a@b@c' is left out\n"},
       {"a@b, , x@y",
-       "! offset 5: there is no address before this ','; 'x@y' is left out\n"},
+       "offset 5: there is no address before this ','; 'x@y' is left out\n"},
       {"a@[1.2.3.4, x@y",
-       "! offset 2: nothing closes this '['; 'a@[' is left "
-       "out\n"},
-      {"a@b (c", "! offset 4: nothing closes this '('; 'a@b (' is left out\n"},
+       "offset 2: nothing closes this '['; 'a@[' is left out\n"},
+      {"a@b (c", "offset 4: nothing closes this '('; 'a@b (' is left out\n"},
       {"say \"hi \\\" there",
-       "! offset 4: nothing of the list is read: nothing closes this double "
+       "offset 4: nothing of the list is read: nothing closes this double "
        "quote\n"},
-      {"Team:;", "! offset 5: ';' cannot stand here; 'Team:;' is left out\n"},
+      {"Team:;", "offset 5: ';' cannot stand here; 'Team:;' is left out\n"},
       {"John Smith",
-       "! offset 10: the text ends before the address does; "
-       "'John Smith' is left out\n"},
+       "offset 10: the text ends before the address does; 'John Smith' is left "
+       "out\n"},
       {half + "@" + half + ", a@b",
-       "! offset 401: a part of the address has over 255 bytes; '" +
+       "offset 401: a part of the address has over 255 bytes; '" +
            half.substr(0, 60) + "...' is left out\n"},
-      {" ", "! there is nothing in it\n"},
+      {" ", "there is nothing in it\n"},
   };
   for (const auto& [list, remarks] : rows) {
     EXPECT_EQ(remarks_of(list), remarks) << list;
@@ -137,42 +100,29 @@ TEST(ToolAddresses, ExplainsSoMuchAndNoMore) {
     while (list.size() < 65536) {
       list += piece;
     }
-    const std::string remarks = remarks_of(list);
-    EXPECT_LE(std::count(remarks.begin(), remarks.end(), '\n'), 51) << piece;
+    EXPECT_LE(test::lines_in(remarks_of(list)), 51) << piece;
   }
 }
 
 TEST(ToolDate, ReadsAndWrites) {
-  check_all(
+  check_tool(
       {
-          {"dates",
-           {"date", "16 Nov 98 15:48 EST", "1 Jan 2000"},
-           0,
-           "Mon, 16 Nov 1998 15:48 -0500\nSat, 1 Jan 2000 00:00 +0000\n",
-           ""},
-          {"no date",
-           {"date", "16 NOV 1998", "1 Jan 2000"},
-           1,
+          {"date '16 Nov 98 15:48 EST' '1 Jan 2000'", 0,
+           "Mon, 16 Nov 1998 15:48 -0500\nSat, 1 Jan 2000 00:00 +0000\n"},
+          {"date '16 NOV 1998' '1 Jan 2000'", 1,
            "Sat, 1 Jan 2000 00:00 +0000\n",
            "configapi: '16 NOV 1998' is no date: at offset 3 a month is Jan, "
            "Feb, Mar and so on, in these letters\n"},
-          {"the form of ctime, in the machine's zone",
-           {"date", "--ctime", "Mon Nov 16 15:48:37 1998"},
-           0,
-           "Mon, 16 Nov 1998 15:48:37 +0530\n",
-           ""},
-          {"explained",
-           {"date", "--explain", "Tue, 16 Nov 1998 15:48:37 XYZ (x)"},
-           0,
+          // In the machine's zone.
+          {"date --ctime 'Mon Nov 16 15:48:37 1998'", 0,
+           "Mon, 16 Nov 1998 15:48:37 +0530\n"},
+          {"date --explain 'Tue, 16 Nov 1998 15:48:37 XYZ (x)'", 0,
            "Mon, 16 Nov 1998 15:48:37 +0000\n"
            "  ! read as year 1998, month 11, day 16, time 15:48:37\n"
            "  ! it says Tue, but that day is a Mon\n"
            "  ! 'XYZ' is no known zone\n"
-           "  ! '(x)' behind it is not read\n",
-           ""},
-          {"objects",
-           {"--json", "date", "16 Nov 98 15:48:37 EST", "x"},
-           1,
+           "  ! '(x)' behind it is not read\n"},
+          {"--json date '16 Nov 98 15:48:37 EST' x", 1,
            R"({"text":"16 Nov 98 15:48:37 EST","date":{"text":)"
            R"("Mon, 16 Nov 1998 15:48:37 -0500","year":1998,"month":11,)"
            R"("day":16,"hour":15,"minute":48,"second":37,"zone":-300,)"
