@@ -1,9 +1,9 @@
 #include <configapi/host.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "support/temp_folder.h"
@@ -40,42 +40,37 @@ const std::string kFile =
 
 class IniFile : public testing::Test {
  protected:
-  IniFile() : file_(folder_.write("test.ini", kFile)) {}
-
-  // The bytes stored and the count, as (text, returned).
-  std::pair<std::string, unsigned long> read(const char* section,
-                                             const char* key,
-                                             const char* fallback,
-                                             unsigned long size) const {
-    std::vector<char> buffer(size, '#');
+  // The bytes stored, up to the count that is returned and a NUL behind.
+  static std::string read(const char* section, const char* key,
+                          const char* fallback, const char* file,
+                          unsigned long size = 4096) {
+    std::vector<char> buffer(size + 1, '#');
     const unsigned long stored = GetPrivateProfileString(
-        section, key, fallback, buffer.data(), size, file_.c_str());
-    return {std::string(buffer.data(), size), stored};
-  }
-
-  std::string text(const char* section, const char* key,
-                   const char* fallback) const {
-    const auto [bytes, stored] = read(section, key, fallback, 4096);
-    EXPECT_EQ(bytes[stored], '\0');
-    return bytes.substr(0, stored);
+        section, key, fallback, buffer.data(), size, file);
+    EXPECT_EQ(buffer[size], '#') << "written past the buffer";
+    EXPECT_EQ(buffer[stored], size > 0 ? '\0' : '#');
+    if (key == nullptr && size > 1) {
+      EXPECT_EQ(buffer[std::max(stored, 1UL)], '\0') << "the end of a list";
+    }
+    return {buffer.data(), stored};
   }
 
   test::TempFolder folder_;
-  std::string file_;
+  const std::string file_ = folder_.write("test.ini", kFile);
 };
 
-TEST_F(IniFile, DeliversValues) {
+TEST_F(IniFile, DeliversValuesAndLists) {
   const struct {
     const char* section;
     const char* key;
     const char* fallback;
-    const std::string expected;
+    std::string expected;
+    unsigned long size = 4096;
   } rows[] = {
       {"Debug", "Long", "", kLong + "=Forged"},
       {"Debug", "Semicolon", "", "\"a ; b\" ; c"},
       {"Debug", "Indented", "", "i"},
       {"Debug", "#number", "", "n"},
-      {"Debug", "LogFileIO", "FALSE", "TRUE"},
       {"DEBUG", "logfileio", "FALSE", "TRUE"},
       {"Other", "LogFileIO", "FALSE", "no"},
       {"Debug", "Name", "", "two words"},
@@ -86,44 +81,30 @@ TEST_F(IniFile, DeliversValues) {
       {"Debug", "Missing", "default", "default"},
       {"Missing", "LogFileIO", "default", "default"},
       {"Debug", "Missing", nullptr, ""},
+      {"Debug", "Name", "", "two", 4},
+      {"Debug", "Name", "", "", 1},
+      {"Debug", "Name", "", "", 0},
+      {"No", "Name", "default", "def", 4},
+      // Lists: behind each name a NUL, and one more.
+      {nullptr, nullptr, "", "Debug\0Other\0"s},
+      {"other", nullptr, "", "LogFileIO\0"s},
+      {nullptr, nullptr, "", "Debug\0"s, 8},
+      {"Missing", nullptr, "", ""},
+      {nullptr, nullptr, "", "", 1},
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(text(row.section, row.key, row.fallback), row.expected)
-        << row.section << "/" << row.key;
+    EXPECT_EQ(read(row.section, row.key, row.fallback, file_.c_str(), row.size),
+              row.expected)
+        << row.expected;
   }
 }
 
-TEST_F(IniFile, CutsToTheBuffer) {
-  EXPECT_EQ(read("Debug", "Name", "", 4), std::pair("two\0"s, 3UL));
-  EXPECT_EQ(read("Debug", "Name", "", 1), std::pair("\0"s, 0UL));
-  EXPECT_EQ(read("Debug", "Name", "", 0), std::pair(""s, 0UL));
-  EXPECT_EQ(read("No", "Name", "default", 4), std::pair("def\0"s, 3UL));
-}
-
-TEST_F(IniFile, ListsSectionsAndKeys) {
-  const auto [sections, length] = read(nullptr, nullptr, "", 64);
-  EXPECT_EQ(sections.substr(0, length + 1), "Debug\0Other\0\0"s);
-  const auto [keys, keys_length] = read("other", nullptr, "", 64);
-  EXPECT_EQ(keys.substr(0, keys_length + 1), "LogFileIO\0\0"s);
-  EXPECT_EQ(read(nullptr, nullptr, "", 8), std::pair("Debug\0\0\0"s, 6UL));
-  EXPECT_EQ(read("Missing", nullptr, "", 4), std::pair("\0\0##"s, 0UL));
-  EXPECT_EQ(read(nullptr, nullptr, "", 1), std::pair("\0"s, 0UL));
-}
-
 TEST_F(IniFile, FindsABareNameInTheNamedFolder) {
-  char buffer[16];
   setenv("QXMSCONF_DIR", folder_.path("").c_str(), 1);
-  EXPECT_EQ(GetPrivateProfileString("Debug", "Late", "", buffer, sizeof buffer,
-                                    "test.ini"),
-            1UL);
+  EXPECT_EQ(read("Debug", "Late", "", "test.ini"), "1");
   unsetenv("QXMSCONF_DIR");
-  EXPECT_EQ(GetPrivateProfileString("Debug", "Late", "d", buffer, sizeof buffer,
-                                    "no-such-file.ini"),
-            1UL);
-  EXPECT_STREQ(buffer, "d");
-  EXPECT_EQ(GetPrivateProfileString("Debug", "Late", "d", buffer, sizeof buffer,
-                                    nullptr),
-            1UL);
+  EXPECT_EQ(read("Debug", "Late", "d", "no-such-file.ini"), "d");
+  EXPECT_EQ(read("Debug", "Late", "d", nullptr), "d");
 }
 
 TEST(AppName, AnExecutablesOwnNameWins) {

@@ -5,11 +5,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
-#include <memory>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
@@ -19,73 +17,20 @@
 namespace test {
 namespace {
 
-using Variables = std::map<std::string, std::string, std::less<>>;
-
-// Lines "export NAME=VALUE". The values that scripts/directory prints need no
-// quotes: its own folder and names are all there is in them.
-Variables read_exports(const std::string& file) {
-  constexpr std::string_view kExport = "export ";
-  std::ifstream in(file);
-  Variables variables;
-  for (std::string line; std::getline(in, line);) {
-    const auto equals = line.find('=');
-    if (!line.starts_with(kExport) || equals == std::string::npos) {
-      throw std::runtime_error(file + ": not all lines are exports");
-    }
-    variables[line.substr(kExport.size(), equals - kExport.size())] =
-        line.substr(equals + 1);
-  }
-  return variables;
-}
-
-struct Unbind {
-  void operator()(LDAP* session) const {
-    ldap_unbind_ext(session, nullptr, nullptr);
-  }
-};
-using Session = std::unique_ptr<LDAP, Unbind>;
-
-struct FreeMessage {
-  void operator()(LDAPMessage* message) const { ldap_msgfree(message); }
-};
-using Message = std::unique_ptr<LDAPMessage, FreeMessage>;
-
 void check(int code, const std::string& what) {
   if (code != LDAP_SUCCESS) {
     throw std::runtime_error(what + ": " + ldap_err2string(code));
   }
 }
 
-Session bound_session(const Directory& directory) {
-  const std::string url =
-      "ldap://" + directory.host() + ":" + std::to_string(directory.port());
-  LDAP* handle = nullptr;
-  check(ldap_initialize(&handle, url.c_str()), url);
-  Session session(handle);
-  const int version = LDAP_VERSION3;
-  ldap_set_option(handle, LDAP_OPT_PROTOCOL_VERSION, &version);
-  std::string password = directory.password();
-  berval credentials{password.size(), password.data()};
-  check(ldap_sasl_bind_s(handle, directory.bind_dn().c_str(), LDAP_SASL_SIMPLE,
-                         &credentials, nullptr, nullptr, nullptr),
-        "bind as " + directory.bind_dn());
-  // A referral is an entry here, to be found and removed like any other.
-  std::string manage = LDAP_CONTROL_MANAGEDSAIT;
-  LDAPControl control{manage.data(), {}, 1};
-  std::array<LDAPControl*, 2> controls{&control, nullptr};
-  ldap_set_option(handle, LDAP_OPT_SERVER_CONTROLS, controls.data());
-  return session;
-}
-
 // What the server shows at once; it may limit a list's length.
 std::vector<std::string> some_names(LDAP* session) {
   std::string no_attributes = LDAP_NO_ATTRS;
-  std::vector<char*> attributes{no_attributes.data(), nullptr};
+  std::array<char*, 2> attributes{no_attributes.data(), nullptr};
   LDAPMessage* list = nullptr;
-  const int code = ldap_search_ext_s(session, "", LDAP_SCOPE_SUBTREE,
-                                     "(objectClass=*)", attributes.data(), 0,
-                                     nullptr, nullptr, nullptr, 0, &list);
-  const Message owner(list);
+  const int code =
+      ldap_search_s(session, "", LDAP_SCOPE_SUBTREE, "(objectClass=*)",
+                    attributes.data(), 0, &list);
   if (code != LDAP_NO_SUCH_OBJECT && code != LDAP_SIZELIMIT_EXCEEDED) {
     check(code, "search");
   }
@@ -96,6 +41,9 @@ std::vector<std::string> some_names(LDAP* session) {
     names.emplace_back(name);
     ldap_memfree(name);
   }
+  ldap_msgfree(list);
+  // An entry below another one has the longer name, and goes first.
+  std::ranges::sort(names, std::ranges::greater{}, &std::string::size);
   return names;
 }
 
@@ -103,29 +51,43 @@ std::vector<std::string> some_names(LDAP* session) {
 
 std::optional<Directory> Directory::find() {
   const char* file = std::getenv("CONFIGAPI_TEST_DIRECTORY");
-  if (file == nullptr || !std::filesystem::exists(file)) {
+  std::ifstream in(file != nullptr ? file : "");
+  std::map<std::string, std::string> variables;
+  // "export NAME=VALUE"; the values are such that they need no quotes.
+  for (std::string word, name, value; in >> word >> std::ws &&
+                                      std::getline(in, name, '=') &&
+                                      std::getline(in, value);) {
+    variables[name] = value;
+  }
+  if (variables.empty()) {
     return std::nullopt;
   }
-  Variables variables = read_exports(file);
   Directory directory;
-  directory.host_ = variables["CONFIGAPI_HOST"];
-  directory.port_ = std::stoi(variables["CONFIGAPI_PORT"]);
-  directory.bind_dn_ = variables["CONFIGAPI_BINDDN"];
-  directory.password_ = read_file(variables["CONFIGAPI_PASSFILE"]);
+  directory.host_ = variables.at("CONFIGAPI_HOST");
+  directory.port_ = std::stoi(variables.at("CONFIGAPI_PORT"));
+  directory.bind_dn_ = variables.at("CONFIGAPI_BINDDN");
+  directory.password_ = read_file(variables.at("CONFIGAPI_PASSFILE"));
   return directory;
 }
 
 void Directory::clear() const {
-  const Session session = bound_session(*this);
-  for (auto names = some_names(session.get()); !names.empty();
-       names = some_names(session.get())) {
-    // An entry below another one has the longer name, and goes first.
-    std::ranges::sort(names, std::ranges::greater{}, &std::string::size);
+  LDAP* session = ldap_init(host_.c_str(), port_);
+  const int version = LDAP_VERSION3;
+  ldap_set_option(session, LDAP_OPT_PROTOCOL_VERSION, &version);
+  check(ldap_simple_bind_s(session, bind_dn_.c_str(), password_.c_str()),
+        "bind as " + bind_dn_);
+  // A referral is an entry here, to be found and removed like any other.
+  std::string manage = LDAP_CONTROL_MANAGEDSAIT;
+  LDAPControl control{manage.data(), {}, 1};
+  std::array<LDAPControl*, 2> controls{&control, nullptr};
+  ldap_set_option(session, LDAP_OPT_SERVER_CONTROLS, controls.data());
+  for (auto names = some_names(session); !names.empty();
+       names = some_names(session)) {
     for (const auto& name : names) {
-      check(ldap_delete_ext_s(session.get(), name.c_str(), nullptr, nullptr),
-            "delete " + name);
+      check(ldap_delete_s(session, name.c_str()), "delete " + name);
     }
   }
+  ldap_unbind(session);
 }
 
 void DirectoryTest::SetUp() {
