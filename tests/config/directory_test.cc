@@ -9,13 +9,11 @@
 
 namespace {
 
-using test::Lines;
 using test::Text;
 
-const Lines kNothingReturned = {
-    "6 LDAP Client API: ldapClientSearch returned nothing"};
-const Lines kNothingFound = {"6 LDAP Client API: ldap_search return nothing",
-                             kNothingReturned.front()};
+const std::string kNothingReturned = "6 ldapClientSearch returned nothing";
+const std::string kNothingFound =
+    "6 ldap_search return nothing; " + kNothingReturned;
 constexpr const char* kUntouched = "3 '####' 99";
 
 class Settings : public test::ClientTest {
@@ -58,7 +56,7 @@ TEST_F(Settings, AreReadFromTheDirectoryThenFromTheCache) {
 
   EXPECT_EQ(client.CONFIGRefreshCache(), 0);
   EXPECT_EQ(read("Gateway", "LogDirectory"), "0 '/new' 2");
-  EXPECT_EQ(log.take(), Lines{});
+  EXPECT_EQ(logged(), "");
 
   modify("cn=Gateway", {{0, "LogDirectory", "/two"}});
   ClearCache();
@@ -81,10 +79,10 @@ TEST_F(Settings, ThatAreMissingGiveThreeOrTheEmptyText) {
     std::string section;
     const char* key;
     const char* reading;
-    Lines log;
+    std::string log;
   } rows[] = {
       {"no entry", "Options", "LdapServer", "3 '####' 16", kNothingFound},
-      {"no such key", "Gateway", "QueueDirectory", "0 '' 2", {}},
+      {"no such key", "Gateway", "QueueDirectory", "0 '' 2", ""},
       {"no wildcard", "*", "LogDirectory", kUntouched, kNothingFound},
       {"no filter", "X)(cn=*", "LogDirectory", kUntouched, kNothingFound},
       {"too long for a filter", std::string(95, 's'), "LogDirectory",
@@ -92,14 +90,14 @@ TEST_F(Settings, ThatAreMissingGiveThreeOrTheEmptyText) {
   };
   for (const auto& row : rows) {
     EXPECT_EQ(read(row.section.c_str(), row.key, 4), row.reading) << row.what;
-    EXPECT_EQ(log.take(), row.log) << row.what;
+    EXPECT_EQ(logged(), row.log) << row.what;
   }
   AddCache("Gateway", "QueueDirectory", "", 7);
   EXPECT_EQ(read("Gateway", "QueueDirectory", 4), "3 '####' 7")
       << "an empty cached text is no value";
   client.ldapClientUnbind();
   EXPECT_EQ(read("Gateway", "LogDirectory", 4), "3 '####' 2") << "no session";
-  EXPECT_EQ(log.take(), kNothingReturned);
+  EXPECT_EQ(logged(), kNothingReturned);
 }
 
 // A caller's small buffer cuts what it gets, not what everybody gets.
@@ -119,13 +117,13 @@ TEST_F(Settings, AreCutToTheBufferButCachedWhole) {
 
 TEST_F(Settings, AreWrittenIntoAnEntryOrCreateIt) {
   write("MsgStore", "HomeDir", "/first");
-  EXPECT_EQ(log.take(),
-            (Lines{"1 LDAP Client API: ldap_modify operation failed",
-                   "1 CONFIG API: ldapClientModify failed"}));
+  EXPECT_EQ(logged(),
+            "1 ldap_modify operation failed; "
+            "1 CONFIG API: ldapClientModify failed");
   EXPECT_EQ(read("MsgStore", "HomeDir"), "0 '/first' 12");
 
   write("msgstore", "homedir", "/second");
-  EXPECT_EQ(log.take(), Lines{});
+  EXPECT_EQ(logged(), "");
   ClearCache();
   EXPECT_EQ(read("MsgStore", "HomeDir"), "0 '/second' 12");
 
@@ -143,15 +141,16 @@ TEST_F(Settings, ThatDoNotFitAreRefusedBeforeAnythingIsSent) {
   const std::string refused = "1 CONFIG API: ldapWriteConfigString failed";
   write("Gateway", "LogDirectory", std::string(512, 'v'));
   write("Gateway", std::string(64, 'k').c_str(), "v");
-  EXPECT_EQ(log.take(), (Lines{refused, refused}));
+  EXPECT_EQ(logged(), refused + "; " + refused);
   EXPECT_EQ(read("Gateway", "LogDirectory"), "0 'kept' 2");
 
   // The server's refusal is logged step by step.
   write("Gateway", "NoSuchAttribute", "v");
-  EXPECT_EQ(log.take(),
-            (Lines{"1 LDAP Client API: ldap_modify operation failed",
-                   "1 CONFIG API: ldapClientModify failed",
-                   "1 LDAP Client API: ldap_add operation failed", refused}));
+  EXPECT_EQ(logged(),
+            "1 ldap_modify operation failed; "
+            "1 CONFIG API: ldapClientModify failed; "
+            "1 ldap_add operation failed; " +
+                refused);
 }
 
 }  // namespace

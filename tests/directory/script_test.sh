@@ -105,50 +105,26 @@ export CONFIGAPI_TIMEOUT" ]] || complain "env: $(cat "$scratch/out")"
   expect 0 "$script" stop
 }
 
-from_elsewhere() {
-  begin "relative state folder, other working folder"
-  cd "$scratch"
-  CONFIGAPI_DIRECTORY=state expect 0 "$script" start
-  expect 0 "$script" status
-  cd /
-  expect 0 "$script" stop
-  [[ ! -e $state ]] || complain "not stopped"
-}
-
-killed_server() {
-  local folder
-  begin "killed server"
+# A server that is gone, a process id that another program has by now, and
+# records that nobody wrote.
+stale_record() {
+  local folder stranger text keep=$scratch/keep
+  begin "stale record"
   expect 0 "$script" start
   folder=$(dirname "$(value PASSFILE)")
   kill -KILL "$(process)"
   has_ended "$(process)" || complain "the server was not killed"
   expect 1 "$script" status
   expect 1 "$script" env
-  expect 0 "$script" start
-  expect 0 whoami_there
-  [[ ! -e $folder ]] || complain "the dead server's folder is still there"
-  expect 0 "$script" stop
-}
-
-# A process id that another program has by now.
-foreign_process() {
-  local folder stranger
-  begin "foreign process"
-  expect 0 "$script" start
-  folder=$(dirname "$(value PASSFILE)")
-  kill -KILL "$(process)"
   sleep 60 &
   stranger=$!
   printf '%s 20000 %s\n' "$stranger" "$folder" >"$state/server"
   expect 1 "$script" status
+  expect 0 "$script" start
+  expect 0 whoami_there
   expect 0 "$script" stop
-  kill "$stranger" || complain "stop has ended a process of somebody else"
+  kill "$stranger" || complain "a process of somebody else was ended"
   [[ ! -e $folder && ! -e $state ]] || complain "something stays behind"
-}
-
-damaged_record() {
-  local text keep=$scratch/keep
-  begin "damaged record"
   mkdir "$keep"
   for text in '' 'nonsense' "$$ 20000 $keep" "0 0 /tmp/configapi-directory./x"; do
     mkdir -p "$state"
@@ -157,19 +133,6 @@ damaged_record() {
     expect 0 "$script" stop
   done
   [[ -d $keep ]] || complain "a folder was removed that is not a server's"
-}
-
-# The folder is removed under the running server, as /tmp is cleaned at times.
-lost_folder() {
-  local old
-  begin "lost folder"
-  expect 0 "$script" start
-  old=$(process)
-  rm -rf "$(dirname "$(value PASSFILE)")"
-  expect 0 "$script" start
-  expect 0 whoami_there
-  has_ended "$old" || complain "the old server still runs"
-  expect 0 "$script" stop
 }
 
 at_once() {
@@ -222,11 +185,7 @@ failed_start() {
 
 without_server
 start_and_stop
-from_elsewhere
-killed_server
-foreign_process
-damaged_record
-lost_folder
+stale_record
 at_once
 taken_port
 failed_start

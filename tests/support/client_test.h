@@ -92,6 +92,19 @@ class ClientTest : public DirectoryTest {
     return lines;
   }
 
+  // What was logged since the last look: "level text; level text", where the
+  // source is told unless it is the client.
+  std::string logged() {
+    constexpr std::string_view kSource = "LDAP Client API: ";
+    std::string all;
+    for (std::string& line : log.take()) {
+      const std::size_t at = line.find(kSource);
+      all += (all.empty() ? "" : "; ") +
+             (at == 2 ? line.erase(at, kSource.size()) : line);
+    }
+    return all;
+  }
+
   cConfig client;
   LogCapture log;
   int rc = -1;  // of the last search or read
