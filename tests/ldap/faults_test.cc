@@ -53,7 +53,8 @@ TEST_F(Faults, ConnectsToTheUsualPlaceUnlessToldOtherwise) {
   EXPECT_EQ(test::ldap_calls, (Lines{"ldap_open localhost 389 0",
                                      "ldap_open directory.example 389 0",
                                      "ldap_open directory.example 1389 0"}));
-  EXPECT_EQ(logged().substr(0, 27), "1 ldap_open error: errno=111");
+  const std::string line = "1 ldap_open error: errno=111";
+  EXPECT_EQ(logged(), line + "; " + line + "; " + line);
 }
 
 TEST_F(Faults, ABindWithoutAnAnswerClosesTheConnection) {
@@ -95,7 +96,8 @@ TEST_F(Faults, ASearchThatCannotBeReadFindsNothing) {
       {"ldap_search_s", LDAP_NO_MEMORY, 1, "1 ldap_search failed", false},
       {"ldap_search_s", LDAP_SERVER_DOWN, 1, "1 ldap_search failed", false},
       {"ldap_count_entries", -1, 2, "1 ldap_count_entries failed", true},
-      {"ldap_next_attribute", LDAP_NO_MEMORY, 1, "1 ldap_search failed", false},
+      {"ldap_first_attribute", LDAP_NO_MEMORY, 1, "1 ldap_search failed",
+       false},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(std::string(row.function) + " " + std::to_string(row.code));
@@ -114,6 +116,12 @@ TEST_F(Faults, ASearchThatCannotBeReadFindsNothing) {
     EXPECT_EQ(find("cn=Ldap", 0, "(HelpFile=x)", "ConfigSerial"),
               (Lines{"cn=Ldap", "ConfigSerial: 7"}));
   }
+  // An entry of which nothing may be seen.
+  test::ldap_answers = {{"ldap_first_attribute", 0}};
+  EXPECT_EQ(client.ldapGetProfileString(Text("Ldap"), Text("HelpFile"), &rc),
+            nullptr);
+  EXPECT_EQ(rc, 0);
+  EXPECT_EQ(logged(), "6 ldapGetProfileString: no values found");
 }
 
 TEST_F(Faults, ARefusedStepEndsARenameUnlessTheServerKeepsNamingValues) {
@@ -147,14 +155,15 @@ TEST_F(Faults, ARefusedStepEndsARenameUnlessTheServerKeepsNamingValues) {
 }
 
 TEST_F(Faults, NothingIsSentOrFoundWhenMemoryIsOut) {
-  ASSERT_EQ(add("cn=Ldap", {{0, "ConfigSerial", "7"}, {0, "HelpFile", "x"}}),
-            0);
-  const std::string name(60, 'n');
+  // Longer than what a text of the standard library holds in itself.
+  const std::string name(57, 'n');
+  const std::string present(57, 's');
+  ASSERT_EQ(add("cn=" + present, {{0, "HelpFile", "x"}}), 0);
   const Text dn("cn=" + name);
   const Text new_name(name + "n");
-  const Text ldap("Ldap");
+  const Text section(present);
   const Text key("HelpFile");
-  const Text filter("(cn=Ldap)");
+  const Text filter("(HelpFile=x)");
   test::AttrRecords values({{0, "objectclass", "qxconfig"},
                             {0, "HelpFile", "one"},
                             {0, "helpfile", "two"}});
@@ -174,11 +183,11 @@ TEST_F(Faults, NothingIsSentOrFoundWhenMemoryIsOut) {
        }},
       {"read",
        [&] {
-         return HeapText(client.ldapGetProfileString(ldap, key)) != nullptr;
+         return HeapText(client.ldapGetProfileString(section, key)) != nullptr;
        }},
       {"read with code",
        [&] {
-         const HeapText value(client.ldapGetProfileString(ldap, key, &rc));
+         const HeapText value(client.ldapGetProfileString(section, key, &rc));
          EXPECT_EQ(rc, value != nullptr ? 0 : 1);
          return value != nullptr;
        }},
@@ -187,7 +196,7 @@ TEST_F(Faults, NothingIsSentOrFoundWhenMemoryIsOut) {
        [&] { return client.ldapClientModify(dn, change.list()) == 0; }},
       {"rename", [&] { return client.ldapClientModRDN(dn, new_name) == 0; }},
       {"write",
-       [&] { return client.ldapWriteProfileString(ldap, key, key) == 0; }},
+       [&] { return client.ldapWriteProfileString(section, key, key) == 0; }},
   };
   for (const auto& row : rows) {
     const Lines before = everything();

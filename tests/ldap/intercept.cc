@@ -71,13 +71,13 @@ int ldap_count_entries(LDAP* ld, LDAPMessage* result) {
                         result);
 }
 
-char* ldap_next_attribute(LDAP* ld, LDAPMessage* entry, BerElement* element) {
+char* ldap_first_attribute(LDAP* ld, LDAPMessage* entry, BerElement** place) {
   int code = 0;
-  if (answered("ldap_next_attribute", "", &code)) {
+  if (answered("ldap_first_attribute", "", &code)) {
     ldap_set_option(ld, LDAP_OPT_RESULT_CODE, &code);
     return nullptr;
   }
-  return real(ldap_next_attribute, "ldap_next_attribute")(ld, entry, element);
+  return real(ldap_first_attribute, "ldap_first_attribute")(ld, entry, place);
 }
 
 int ldap_modify_s(LDAP* ld, const char* dn, LDAPMod** mods) {
