@@ -141,7 +141,8 @@ TEST_F(Settings, ThatDoNotFitAreRefusedBeforeAnythingIsSent) {
   const std::string refused = "1 CONFIG API: ldapWriteConfigString failed";
   write("Gateway", "LogDirectory", std::string(512, 'v'));
   write("Gateway", std::string(64, 'k').c_str(), "v");
-  EXPECT_EQ(logged(), refused + "; " + refused);
+  write(std::string(95, 's').c_str(), "HomeDir", "v");
+  EXPECT_EQ(logged(), refused + "; " + refused + "; " + refused);
   EXPECT_EQ(read("Gateway", "LogDirectory"), "0 'kept' 2");
 
   // The server's refusal is logged step by step.

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -72,33 +74,23 @@ TEST(FindDateFault, PointsAtTheFirstWrongPart) {
       DateForm::kCtime);
 }
 
-// "case TAB source" per row, with escapes that are no matter here.
-std::vector<std::string> corpus_dates(const std::string& name) {
-  std::ifstream file(std::string(CONFIGAPI_CORPUS_FOLDER "/dates/") + name +
-                     ".txt");
-  std::vector<std::string> dates;
-  for (std::string line; std::getline(file, line);) {
-    dates.push_back(line.substr(0, line.find('\t')));
-  }
-  return dates;
-}
-
 TEST(FindDateFault, AgreesWithTheLibraryOnRealDates) {
-  std::size_t count = 0;
-  for (const char* name : {"cpython", "curl", "dovecot", "gmime", "harvested",
-                           "james-mime4j", "mikel-mail", "stalwart"}) {
-    for (const std::string& date : corpus_dates(name)) {
+  const std::filesystem::path folder = CONFIGAPI_CORPUS_FOLDER "/dates";
+  if (!std::filesystem::exists(folder)) {
+    GTEST_SKIP() << "no corpus";
+  }
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    // "case TAB source" per row, with escapes that are no matter here.
+    std::ifstream file(entry.path());
+    for (std::string date; std::getline(file, date);) {
+      date.resize(std::min(date.find('\t'), date.size()));
       for (const DateForm form : {DateForm::kRfc822, DateForm::kCtime}) {
         EXPECT_EQ(find_date_fault(date, form).has_value(),
                   read_date(date, form) == nullptr)
             << date;
         EXPECT_FALSE(explain_date(date, form).empty()) << date;
-        ++count;
       }
     }
-  }
-  if (count == 0) {
-    GTEST_SKIP() << "no corpus";
   }
 }
 
