@@ -4,7 +4,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
   UTC_DATE* date = nullptr;
-  if (ctime2UTC(fuzz::text_of(data, size).get(), &date) == 0) {
+  if (ctime2UTC(fuzz::exact_copy(fuzz::view(data, size)).get(), &date) == 0) {
     fuzz::require(date == nullptr);
     return 0;
   }

@@ -5,30 +5,13 @@
 
 #include <configapi/rfcdate.h>
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
 
+#include "fuzz/target.h"
+
 namespace fuzz {
-
-// The input up to its first NUL, in a block that ends with it.
-inline std::unique_ptr<char[]> text_of(const std::uint8_t* data,
-                                       std::size_t size) {
-  const std::size_t length = strnlen(reinterpret_cast<const char*>(data), size);
-  std::unique_ptr<char[]> text(new char[length + 1]);
-  std::memcpy(text.get(), data, length);
-  text[length] = '\0';
-  return text;
-}
-
-inline void require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
 
 // The date's text, which must fit its 64 bytes.
 inline std::string formatted(const UTC_DATE& date) {

@@ -2,22 +2,10 @@
 
 #include <configapi/rfc822.h>
 
-#include <algorithm>
-#include <array>
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <vector>
 
-namespace {
-
-void require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
-
-}  // namespace
+#include "fuzz/target.h"
 
 // Each message that is found begins with an envelope line and lies behind the
 // one before it, and every byte is passed.
@@ -28,18 +16,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   }
   std::vector<std::uint8_t> bytes(data, data + size);
   FILE* stream = fmemopen(bytes.data(), bytes.size(), "r");
-  require(stream != nullptr);
+  fuzz::require(stream != nullptr);
   long position = -1;
   long end = 0;
   unsigned lines = 0;
   while (ParseBody(stream, &end, &lines) == 1) {
-    require(end > position && end == std::ftell(stream));
+    fuzz::require(end > position && end == std::ftell(stream));
     position = end;
-    std::array<char, 1024> line{};
-    require(std::fgets(line.data(), line.size(), stream) != nullptr);
-    require(isNextMsgHeader(line.data()) == 1);
+    char line[1024];
+    fuzz::require(std::fgets(line, sizeof line, stream) != nullptr);
+    fuzz::require(isNextMsgHeader(line) == 1);
   }
-  require(end == static_cast<long>(size));
+  fuzz::require(end == static_cast<long>(size));
   std::fclose(stream);
   return 0;
 }

@@ -2,65 +2,36 @@
 
 #include <configapi/lineio.h>
 #include <configapi/rfc822.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <string>
 
-namespace {
-
-constexpr std::size_t kLongestHeader = 63 * 1024;
-constexpr std::size_t kDateText = 64;
-
-void require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
-
-// A handle on a file with these bytes; the name under which it is opened goes
-// with the descriptor.
-int open_bytes(const std::uint8_t* data, std::size_t size) {
-  const int fd = memfd_create("message", MFD_CLOEXEC);
-  require(fd != -1);
-  require(write(fd, data, size) == static_cast<ssize_t>(size));
-  std::string name = "/proc/self/fd/" + std::to_string(fd);
-  const int handle = fileopen(name.data(), 1, 0);
-  close(fd);
-  return handle;
-}
-
-void check_texts(const TextList* list) {
-  for (; list != nullptr; list = list->next) {
-    require(list->text != nullptr && std::strlen(list->text) < kLongestHeader);
-  }
-}
-
-}  // namespace
+#include "fuzz/target.h"
 
 // The record can be walked and released, and no line is counted that is not
 // there.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
-  require(InitLineIO() == 0);
-  const int handle = open_bytes(data, size);
-  require(handle != -1);
+  constexpr std::size_t kLongestHeader = 63 * 1024;
+  constexpr std::size_t kDateText = 64;
+  fuzz::require(InitLineIO() == 0);
+  fuzz::MemoryFile file(fuzz::view(data, size));
+  const int handle = fileopen(file.path(), 1, 0);
   Header822* header = New822Header();
   unsigned lines = 0;
   unsigned status_line = 0;
-  require(ParseHdr(handle, header, &lines, &status_line) == 1);
-  require(lines <= std::count(data, data + size, '\n') + 1U);
-  require(status_line <= lines);
-  check_texts(header->received);
-  check_texts(header->other);
+  fuzz::require(ParseHdr(handle, header, &lines, &status_line) == 1);
+  fuzz::require(lines <= std::count(data, data + size, '\n') + 1U);
+  fuzz::require(status_line <= lines);
+  for (const auto* list : {header->received, header->other}) {
+    for (; list != nullptr; list = list->next) {
+      fuzz::require(std::strlen(list->text) < kLongestHeader);
+    }
+  }
   if (header->date != nullptr) {
-    require(std::memchr(header->date->text, '\0', kDateText) != nullptr);
+    fuzz::require(std::memchr(header->date->text, '\0', kDateText) != nullptr);
   }
   Free822Header(header);
-  require(fileclose(handle) == 1);
+  fuzz::require(fileclose(handle) == 1);
   return 0;
 }

@@ -4,31 +4,15 @@
 #include <configapi/rfc822.h>
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <string_view>
+
+#include "fuzz/target.h"
 
 namespace {
 
+using fuzz::require;
+
 constexpr std::size_t kPart = 255;
-
-void require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
-
-// The text up to its first NUL, in a block that ends with it.
-std::unique_ptr<char[]> exact_copy(std::string_view text) {
-  text = text.substr(0, text.find('\0'));
-  std::unique_ptr<char[]> copy(new char[text.size() + 1]);
-  std::copy(text.begin(), text.end(), copy.get());
-  copy[text.size()] = '\0';
-  return copy;
-}
 
 // What cannot be told from outside: a quote that belongs to another address,
 // and a group that broke off inside.
@@ -38,7 +22,7 @@ bool may_not_parse(std::string_view canon) {
 }
 
 void check_again(const Recipient& r) {
-  const auto text = exact_copy(r.canon);
+  const auto text = fuzz::exact_copy(r.canon);
   RecipTable table{};
   const unsigned int count = RecipParse(text.get(), &table, 1);
   require(count == 1 || may_not_parse(r.canon));
@@ -49,23 +33,11 @@ void check_again(const Recipient& r) {
   Clear_RT(&table);
 }
 
-void check(const Recipient& r, std::size_t list_size) {
-  for (const char* part : {r.canon, r.phrase, r.comment, r.local, r.domain}) {
-    require(part != nullptr && std::strlen(part) <= kPart);
-  }
-  require(*r.canon != '\0' && *r.local != '\0' && *r.orig != '\0');
-  require(std::strlen(r.orig) <= list_size);
-  // A longer list may have a group that was cut.
-  if (list_size <= kPart) {
-    check_again(r);
-  }
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
-  const auto text = exact_copy({reinterpret_cast<const char*>(data), size});
+  const auto text = fuzz::exact_copy(fuzz::view(data, size));
   const std::size_t length = std::strlen(text.get());
   RecipTable table{};
   const unsigned int count = RecipParse(text.get(), &table, 1);
@@ -74,7 +46,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   unsigned int found = 0;
   for (const Recipient* r = table.first; r != nullptr; r = r->next) {
     require(r->next != nullptr || r == table.last);
-    check(*r, length);
+    for (const char* part :
+         {r->canon, r->phrase, r->comment, r->local, r->domain}) {
+      require(std::strlen(part) <= kPart);
+    }
+    require(*r->canon != '\0' && *r->local != '\0' && *r->orig != '\0');
+    require(std::strlen(r->orig) <= length);
+    // A longer list may have a group that was cut.
+    if (length <= kPart) {
+      check_again(*r);
+    }
     ++found;
   }
   require(found == table.count);
