@@ -5,10 +5,11 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 #include <string>
-#include <vector>
 
 #include "rfc822/header_fixture.h"
+#include "rfc822/line_ends.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -17,11 +18,6 @@ using test::Detail;
 using test::parse;
 using test::Parsed;
 
-struct Message {
-  std::string path;
-  std::string header;  // and the first bytes of the body
-};
-
 // A little of the body, so that reading too far would show.
 std::string header_of(const std::string& message) {
   const std::size_t lf = message.find("\n\n");
@@ -29,68 +25,48 @@ std::string header_of(const std::string& message) {
   return message.substr(0, std::min({lf, crlf, message.size()}) + 64);
 }
 
-std::vector<Message> read_corpus() {
-  std::vector<Message> messages;
+// The headers by their paths.
+std::map<std::string, std::string> read_corpus() {
+  std::map<std::string, std::string> headers;
   const std::filesystem::path folder = CONFIGAPI_CORPUS_FOLDER "/messages";
   if (std::filesystem::exists(folder)) {
     for (const auto& entry :
          std::filesystem::recursive_directory_iterator(folder)) {
       if (entry.is_regular_file()) {
-        messages.push_back(
-            {entry.path().string(), header_of(test::read_file(entry.path()))});
+        headers[entry.path()] = header_of(test::read_file(entry.path()));
       }
     }
   }
-  return messages;
+  return headers;
 }
 
-class Corpus : public testing::Test {
- protected:
-  void SetUp() override {
-    if (messages().empty()) {
-      GTEST_SKIP() << "no corpus";
-    }
+TEST(Corpus, ReadsTheSameInAnyForm) {
+  const auto headers = read_corpus();
+  if (headers.empty()) {
+    GTEST_SKIP() << "no corpus";
   }
-
-  static const std::vector<Message>& messages() {
-    static const std::vector<Message> read = read_corpus();
-    return read;
-  }
-};
-
-TEST_F(Corpus, ReadsTheSameWithBothLineEnds) {
-  for (const auto& message : messages()) {
-    const std::string lf = test::with_lf(message.header);
-    if (lf.find('\r') == std::string::npos) {
-      const Parsed parsed = parse(lf, Detail::kAll);
-      EXPECT_EQ(parse(test::with_crlf(lf), Detail::kAll), parsed)
-          << message.path;
-    }
-  }
-}
-
-TEST_F(Corpus, ReadsTheSameAcrossBlocks) {
   constexpr std::size_t kStep = 61;
   std::size_t byte = 0;
-  for (const auto& message : messages()) {
-    const test::ShiftedMessage shifted(message.header);
-    const Parsed expected = parse(message.header, Detail::kAll);
-    byte %= kStep;
-    for (; byte < std::min<std::size_t>(message.header.size(), 4096);
-         byte += kStep) {
-      ASSERT_EQ(shifted.parse_with_edge_at(byte), expected)
-          << message.path << " at " << byte;
-    }
-  }
-}
-
-TEST_F(Corpus, ReadsTheSameAcrossLineBuffers) {
   std::size_t blanks = 960;
-  for (const auto& message : messages()) {
-    const Parsed expected = parse(message.header, Detail::kAll);
-    const std::string wide = test::widen(message.header, blanks);
-    EXPECT_EQ(parse(wide, Detail::kAll), expected)
-        << message.path << " with " << blanks;
+  for (const auto& [path, header] : headers) {
+    SCOPED_TRACE(path);
+    const Parsed expected = parse(header, Detail::kAll);
+    // With both line ends.
+    const std::string lf = test::with_line_ends(header, "\n");
+    if (lf.find('\r') == std::string::npos) {
+      for (const auto* end : {"\n", "\r\n"}) {
+        EXPECT_EQ(parse(test::with_line_ends(lf, end), Detail::kAll), expected);
+      }
+    }
+    // Across blocks.
+    const test::ShiftedMessage shifted(header);
+    for (byte %= kStep; byte < std::min<std::size_t>(header.size(), 4096);
+         byte += kStep) {
+      ASSERT_EQ(shifted.parse_with_edge_at(byte), expected) << "at " << byte;
+    }
+    // Across line buffers.
+    EXPECT_EQ(parse(test::widen(header, blanks), Detail::kAll), expected)
+        << "with " << blanks;
     blanks = blanks == 1024 ? 960 : blanks + 1;
   }
 }

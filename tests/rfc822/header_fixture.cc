@@ -6,120 +6,98 @@
 #include <cstdlib>
 #include <ctime>
 #include <ostream>
-#include <utility>
 
 namespace test {
 namespace {
 
-void tell_recipients(const AddrList* list, Detail detail, std::string* out) {
-  if (list->recips == nullptr) {
-    *out += "no table";
-    return;
+constexpr std::size_t kBlock = 4096;
+
+// The fields as they follow one another in the record.
+constexpr const char* kAddressFields[] = {
+    "to",        "resentTo", "cc",         "resentCc", "bcc",
+    "resentBcc", "from",     "resentFrom", "replyTo",  "returnReceiptTo"};
+constexpr const char* kTextFields[] = {"subject",     "sender",
+                                       "messageId",   "resentMessageId",
+                                       "inReplyTo",   "references",
+                                       "returnPath",  "status",
+                                       "envelope",    "mimeVersion",
+                                       "contentType", "contentTransferEncoding",
+                                       "contentId",   "contentDescription"};
+
+std::string tell_recipients(const AddrList& list, Detail detail) {
+  EXPECT_EQ(list.text, nullptr);
+  EXPECT_EQ(list.next, nullptr);
+  if (list.recips == nullptr) {
+    return "no table";
   }
+  std::string out;
   unsigned count = 0;
-  for (const Recipient* recipient = list->recips->first; recipient != nullptr;
-       recipient = recipient->next, ++count) {
-    *out += count == 0 ? "" : " | ";
-    *out += recipient->canon;
-    if (detail == Detail::kAll) {
-      for (const char* part :
-           {recipient->orig, recipient->phrase, recipient->comment,
-            recipient->local, recipient->domain}) {
-        *out += " ~ ";
-        *out += part;
-      }
+  const Recipient* last = nullptr;
+  for (const auto* r = list.recips->first; r != nullptr; r = r->next) {
+    out += (count++ == 0 ? "" : " | ") + std::string(r->canon);
+    for (const char* part :
+         {r->orig, r->phrase, r->comment, r->local, r->domain}) {
+      out += detail == Detail::kAll ? std::string(" ~ ") + part : "";
     }
-    EXPECT_EQ(recipient->next == nullptr, recipient == list->recips->last);
+    last = r;
   }
-  EXPECT_EQ(list->recips->count, count);
-  EXPECT_EQ(list->text, nullptr);
-  EXPECT_EQ(list->next, nullptr);
+  EXPECT_EQ(list.recips->last, last);
+  EXPECT_EQ(list.recips->count, count);
+  return out;
 }
 
-// Whether the date is that of its parsing, as an unreadable one is. Two
-// parses need not give the same text then.
-bool is_now(const UTC_DATE& date) {
-  std::tm fields{};
-  fields.tm_year = date.year - 1900;
-  fields.tm_mon = date.month - 1;
-  fields.tm_mday = date.day;
-  fields.tm_hour = date.hour;
-  fields.tm_min = date.minute - date.zone;
-  fields.tm_sec = date.second;
-  constexpr std::time_t kMinute = 60;
-  return std::abs(timegm(&fields) - std::time(nullptr)) < kMinute;
-}
-
+// The text, unless the date is that of its parsing, as an unreadable one is.
+// Two parses need not give the same text then.
 std::string tell_date(const HdrDate& date) {
-  return date.utc != nullptr && is_now(*date.utc) ? "now" : date.text;
+  std::tm fields{};
+  fields.tm_year = date.utc->year - 1900;
+  fields.tm_mon = date.utc->month - 1;
+  fields.tm_mday = date.utc->day;
+  fields.tm_hour = date.utc->hour;
+  fields.tm_min = date.utc->minute - date.utc->zone;
+  fields.tm_sec = date.utc->second;
+  constexpr std::time_t kMinute = 60;
+  const auto age = std::time(nullptr) - timegm(&fields);
+  return std::abs(age) < kMinute ? "now" : date.text;
 }
 
 }  // namespace
 
 std::string tell(const Header822& header, Detail detail) {
   std::string out;
-  const auto addresses = [&](const char* name, const AddrList* list) {
-    if (list != nullptr) {
-      out += std::string(name) + "=";
-      tell_recipients(list, detail, &out);
-      out += "\n";
-    }
+  const auto tell_field = [&out](const char* name, const std::string& value) {
+    out += std::string(name) + "=" + value + "\n";
   };
-  const auto text = [&](const char* name, const char* value) {
-    if (value != nullptr) {
-      out += std::string(name) + "=" + value + "\n";
+  const AddrList* const* list = &header.to;
+  for (const char* name : kAddressFields) {
+    if (*list != nullptr) {
+      tell_field(name, tell_recipients(**list, detail));
     }
-  };
-  const auto texts = [&](const char* name, const TextList* list) {
-    for (; list != nullptr; list = list->next) {
-      text(name, list->text);
+    ++list;
+  }
+  const char* const* text = &header.subject;
+  for (const char* name : kTextFields) {
+    if (*text != nullptr) {
+      tell_field(name, *text);
     }
-  };
-  addresses("to", header.to);
-  addresses("resentTo", header.resentTo);
-  addresses("cc", header.cc);
-  addresses("resentCc", header.resentCc);
-  addresses("bcc", header.bcc);
-  addresses("resentBcc", header.resentBcc);
-  addresses("from", header.from);
-  addresses("resentFrom", header.resentFrom);
-  addresses("replyTo", header.replyTo);
-  addresses("returnReceiptTo", header.returnReceiptTo);
-  text("subject", header.subject);
-  text("sender", header.sender);
-  text("messageId", header.messageId);
-  text("resentMessageId", header.resentMessageId);
-  text("inReplyTo", header.inReplyTo);
-  text("references", header.references);
-  text("returnPath", header.returnPath);
-  text("status", header.status);
-  text("envelope", header.envelope);
-  text("mimeVersion", header.mimeVersion);
-  text("contentType", header.contentType);
-  text("contentTransferEncoding", header.contentTransferEncoding);
-  text("contentId", header.contentId);
-  text("contentDescription", header.contentDescription);
-  texts("received", header.received);
-  texts("other", header.other);
+    ++text;
+  }
+  for (const auto* node = header.received; node != nullptr; node = node->next) {
+    tell_field("received", node->text);
+  }
+  for (const auto* node = header.other; node != nullptr; node = node->next) {
+    tell_field("other", node->text);
+  }
   if (header.date != nullptr) {
-    text("date", tell_date(*header.date).c_str());
+    tell_field("date", tell_date(*header.date));
   }
   return out;
-}
-
-bool operator==(const Parsed& a, const Parsed& b) {
-  return a.result == b.result && a.lines == b.lines &&
-         a.status_line == b.status_line && a.record == b.record &&
-         a.log == b.log;
 }
 
 void PrintTo(const Parsed& parsed, std::ostream* out) {
   *out << "result " << parsed.result << ", " << parsed.lines
        << " lines, status line " << parsed.status_line << "\n"
-       << parsed.record;
-  for (const auto& line : parsed.log) {
-    *out << "log: " << line << "\n";
-  }
+       << parsed.record << "log: " << testing::PrintToString(parsed.log);
 }
 
 HeaderFile::HeaderFile(std::string_view bytes)
@@ -146,24 +124,14 @@ Parsed HeaderFile::parse(Detail detail) const {
 Parsed HeaderFile::parse_into(Header822* header, Detail detail) const {
   LogCapture log;
   Parsed parsed;
-  parsed.lines = parsed.status_line = ~0U;
   parsed.result = ParseHdr(handle_, header, &parsed.lines, &parsed.status_line);
-  parsed.end = getfpos(handle_);
   parsed.record = tell(*header, detail);
   parsed.log = log.take();
   return parsed;
 }
 
-constexpr std::size_t kBlock = 4096;
-
 ShiftedMessage::ShiftedMessage(std::string_view message)
-    : file_([&] {
-        std::string bytes;
-        while (bytes.size() < kBlock) {
-          bytes += std::string(1023, '-') + "\n";
-        }
-        return bytes.append(message);
-      }()) {}
+    : file_(std::string(kBlock - 1, '-') + "\n" + std::string(message)) {}
 
 Parsed ShiftedMessage::parse_with_edge_at(std::size_t byte) const {
   // The next read fills its block from here.
@@ -177,25 +145,6 @@ Parsed ShiftedMessage::parse_with_edge_at(std::size_t byte) const {
 
 Parsed parse(std::string_view bytes, Detail detail) {
   return HeaderFile(bytes).parse(detail);
-}
-
-std::string with_lf(std::string_view bytes) {
-  std::string out;
-  for (const char c : bytes) {
-    if (c == '\n' && out.ends_with('\r')) {
-      out.pop_back();
-    }
-    out += c;
-  }
-  return out;
-}
-
-std::string with_crlf(std::string_view bytes) {
-  std::string out;
-  for (const char c : with_lf(bytes)) {
-    out += c == '\n' ? "\r\n" : std::string(1, c);
-  }
-  return out;
 }
 
 std::string widen(std::string_view message, std::size_t blanks) {

@@ -32,14 +32,12 @@ std::string tell(const Header822& header, Detail detail = Detail::kCanon);
 
 struct Parsed {
   int result = 0;
-  unsigned lines = 0;
-  unsigned status_line = 0;
-  long end = 0;  // where the file stands
+  unsigned lines = ~0U;
+  unsigned status_line = ~0U;
   std::string record;
   LogLines log;
+  bool operator==(const Parsed&) const = default;
 };
-
-bool operator==(const Parsed& a, const Parsed& b);
 void PrintTo(const Parsed& parsed, std::ostream* out);
 
 // One open file of the line I/O, which it starts. The file is in memory: the
@@ -55,9 +53,9 @@ class HeaderFile {
 
   [[nodiscard]] int handle() const { return handle_; }
 
-  // Parses the header at the file's position into a fresh record.
+  // Parses the header at the file's position into a fresh record, or into one
+  // that may hold headers already.
   [[nodiscard]] Parsed parse(Detail detail = Detail::kCanon) const;
-  // The same into a record that may hold headers already.
   [[nodiscard]] Parsed parse_into(Header822* header,
                                   Detail detail = Detail::kCanon) const;
 
@@ -80,10 +78,6 @@ class ShiftedMessage {
 
 // What a file of these bytes holds.
 Parsed parse(std::string_view bytes, Detail detail = Detail::kCanon);
-
-// Every line feed that no carriage return precedes gets one; and the reverse.
-std::string with_crlf(std::string_view bytes);
-std::string with_lf(std::string_view bytes);
 
 // Puts so many blanks between the name and the value of every header.
 std::string widen(std::string_view message, std::size_t blanks);
