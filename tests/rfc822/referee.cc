@@ -4,7 +4,6 @@
 #include <deque>
 
 #include "base/bounded.h"
-#include "referee_state.h"
 
 extern YYSTYPE yylval;
 int yyparse();
@@ -19,210 +18,171 @@ constexpr std::size_t kPart = 255;
 constexpr std::size_t kToken = 511;
 constexpr std::string_view kBlanks = " \t\n\v\f\r";
 constexpr int kLexError = -1;
+constexpr int kGroup = 2;  // a result of the grammar, like 0 and 1
 
 std::deque<std::string> kept;
-Parse state;
-std::string input;
-int tokens_read = 0;
-int last_token = 0;
-bool group_ended = false;
+
+struct {
+  std::string text;
+  std::size_t cursor = 0;
+  bool dots_in_words = true;
+  int tokens_read = 0;
+  int last_token = 0;
+} input;
 
 // Thrown through the parser: the lexer cannot go on.
 struct LexicalError {};
 
-bool is_blank(char c) {
-  return c == ' ' || (c >= '\t' && c <= '\r');
+char at(std::size_t i) {
+  return i < input.text.size() ? input.text[i] : '\0';
 }
 
-char at(std::size_t i) {
-  return i < input.size() ? input[i] : '\0';
+bool is_blank(char c) {
+  return c != '\0' && kBlanks.find(c) != std::string::npos;
+}
+
+void skip_blanks() {
+  while (is_blank(at(input.cursor))) {
+    ++input.cursor;
+  }
 }
 
 std::string cut(const std::string& text) {
   return std::string(configapi::utf8_prefix(text, kPart));
 }
 
-// Behind the quote that closes the string opened before i; `closed` tells
-// whether there is one.
-std::size_t skip_quoted(std::size_t i, char close, bool& closed) {
-  closed = false;
-  while (at(i) != '\0' && !closed) {
-    if (at(i) == '\\') {
-      if (at(++i) == '\0') {
-        break;
-      }
-    } else if (at(i) == close) {
-      closed = true;
+// Moves i from the inside of a string behind the quote that closes it; false,
+// and behind the text, when none does.
+bool skip_quoted(std::size_t& i, char close) {
+  while (at(i) != '\0') {
+    const char c = at(i++);
+    if (c == close) {
+      return true;
     }
-    ++i;
+    if (c == '\\' && at(i) != '\0') {
+      ++i;
+    }
   }
-  return i;
+  return false;
 }
 
 bool skip_comment() {
-  const std::size_t begin = state.cursor;
-  std::size_t i = begin;
-  for (int depth = 1; depth > 0; ++i) {
-    bool closed = true;
-    if (at(i) == '(') {
-      ++depth;
-    } else if (at(i) == ')') {
-      --depth;
-    } else if (at(i) == '"') {
-      i = skip_quoted(i + 1, '"', closed) - 1;
-    } else if (at(i) == '\\') {
-      ++i;
-    }
-    if (!closed || (depth > 0 && at(i) == '\0')) {
+  std::size_t i = input.cursor;
+  for (int depth = 1; depth > 0;) {
+    const char c = at(i++);
+    if (c == '\0' || (c == '\\' && at(i++) == '\0') ||
+        (c == '"' && !skip_quoted(i, '"'))) {
       return false;
     }
+    depth += static_cast<int>(c == '(') - static_cast<int>(c == ')');
   }
-  parts.comment = input.substr(begin, i - 1 - begin);
-  state.cursor = i;
+  parts.comment = input.text.substr(input.cursor, i - 1 - input.cursor);
+  input.cursor = i;
   return true;
 }
 
-std::string cut_token(const std::string& text) {
-  std::string token = text.substr(0, kToken);
-  if (!token.empty() && token.back() == ' ') {
-    token.pop_back();
-  }
-  return token;
-}
-
 int collect(char close, int code) {
-  bool closed = false;
-  const std::size_t begin = state.cursor - 1;
-  const std::size_t end = skip_quoted(state.cursor, close, closed);
-  if (!closed && close == ']') {
+  const std::size_t begin = input.cursor - 1;
+  std::size_t end = input.cursor;
+  if (!skip_quoted(end, close) && close == ']') {
     return kLexError;
   }
-  std::string token = input.substr(begin, end - begin);
-  parts.col_token = cut_token(token);
-  // The parser's view is not cut, so that what is too long is seen to be so.
-  if (token.size() <= kToken) {
-    token = parts.col_token;
+  const std::string token = input.text.substr(begin, end - begin);
+  parts.col_token = token.substr(0, kToken);
+  if (parts.col_token.back() == ' ') {
+    parts.col_token.pop_back();
   }
-  yylval = keep(token);
-  state.cursor = end;
+  // The parser's view is not cut, so that what is too long is seen to be so.
+  yylval = keep(token.size() > kToken ? token : parts.col_token);
+  input.cursor = end;
   return code;
 }
 
 int read_word() {
-  const std::string_view ends =
-      state.dots_in_words ? "\",:;<>@[" : "\",:;<>@[.";
-  const std::size_t begin = state.cursor - 1;
-  std::size_t i = state.cursor;
-  while (at(i) != '\0' && !is_blank(at(i)) &&
-         ends.find(at(i)) == std::string::npos) {
-    ++i;
-  }
-  const std::string word = input.substr(begin, i - begin);
-  parts.lex_token = word.substr(0, kToken);
-  yylval = keep(word);
-  state.cursor = is_blank(at(i)) ? i + 1 : i;
+  const std::string ends = input.dots_in_words ? "\",:;<>@[" : "\",:;<>@[.";
+  const std::size_t end =
+      std::min(input.text.find_first_of(ends + kBlanks.data(), input.cursor),
+               input.text.size());
+  yylval = keep(input.text.substr(input.cursor - 1, end - input.cursor + 1));
+  parts.lex_token = yylval->substr(0, kToken);
+  input.cursor = is_blank(at(end)) ? end + 1 : end;
   return 264;
 }
 
 int read_token() {
-  for (;;) {
-    while (is_blank(at(state.cursor))) {
-      ++state.cursor;
-    }
-    const char c = at(state.cursor);
-    if (c == '\0') {
-      return 0;
-    }
-    ++state.cursor;
-    if (c == '(') {
-      if (!skip_comment()) {
-        return kLexError;
-      }
-      continue;
-    }
-    constexpr std::string_view marks = ":,;<>@";
-    if (const auto mark = marks.find(c); mark != std::string::npos) {
-      if (c == ',' || c == '>' || c == '@') {
-        state.dots_in_words = false;
-      }
-      return 257 + static_cast<int>(mark);
-    }
-    if (c == '.' && !state.dots_in_words) {
-      return 263;
-    }
-    return c == '"'   ? collect('"', 265)
-           : c == '[' ? collect(']', 266)
-                      : read_word();
+  skip_blanks();
+  const char c = at(input.cursor);
+  if (c == '\0') {
+    return 0;
   }
+  ++input.cursor;
+  if (c == '(') {
+    return skip_comment() ? read_token() : kLexError;
+  }
+  constexpr std::string_view marks = ":,;<>@";
+  if (const auto mark = marks.find(c); mark != std::string::npos) {
+    input.dots_in_words &= c != ',' && c != '>' && c != '@';
+    return 257 + static_cast<int>(mark);
+  }
+  if (c == '.' && !input.dots_in_words) {
+    return 263;
+  }
+  return c == '"'   ? collect('"', 265)
+         : c == '[' ? collect(']', 266)
+                    : read_word();
 }
 
-void begin(const std::string& text, bool dots_in_words) {
+int parse(const std::string& text, bool dots_in_words) {
   kept.clear();
   parts = {};
-  state = {};
-  state.dots_in_words = dots_in_words;
-  input = text;
-  tokens_read = 0;
-  last_token = 0;
-  group_ended = false;
-}
-
-void run() {
+  input = {text, 0, dots_in_words, 0, 0};
   try {
-    state.result = yyparse();
+    return yyparse();
   } catch (const LexicalError&) {
-    state.result = 0;
+    return 0;
   }
-}
-
-void finish() {
-  state.parts = parts;
-  for (auto member : {&Parts::local, &Parts::domain, &Parts::phrase,
-                      &Parts::spec, &Parts::route_address, &Parts::route,
-                      &Parts::comment, &Parts::canonical, &Parts::word}) {
-    state.parts.*member = cut(state.parts.*member);
-  }
-}
-
-bool is_around(char c) {
-  return c == ',' || is_blank(c);
 }
 
 std::string trimmed(std::string text) {
-  while (!text.empty() && is_around(text.front())) {
-    text.erase(0, 1);
-  }
+  const auto is_around = [](char c) { return c == ',' || is_blank(c); };
+  text.erase(text.begin(),
+             std::find_if_not(text.begin(), text.end(), is_around));
   while (text.size() > 1 && is_around(text.back())) {
     text.pop_back();
   }
   return text;
 }
 
+// The comments and the separator behind a ">" or a group.
+void pass_separator() {
+  skip_blanks();
+  while (at(input.cursor) == '(') {
+    ++input.cursor;
+    if (!skip_comment()) {
+      --input.cursor;
+      return;
+    }
+    skip_blanks();
+  }
+  if (at(input.cursor) == ',' ||
+      (at(input.cursor) == ';' && input.last_token == 261)) {
+    ++input.cursor;
+  }
+}
+
+bool quotes_pair_up(std::string_view text) {
+  bool paired = true;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    paired ^= text[i] == '"';
+    i += text[i] == '\\' ? 1 : 0;
+  }
+  return paired;
+}
+
 void blank_quoted_quotes(std::string& text, std::size_t from) {
   for (auto i = text.find("\\\"", from); i != std::string::npos;
        i = text.find("\\\"", i)) {
     text.replace(i, 2, "  ");
-  }
-}
-
-// The comments and the separator behind a ">" or a group.
-void pass_separator() {
-  for (;;) {
-    while (is_blank(at(state.cursor))) {
-      ++state.cursor;
-    }
-    if (at(state.cursor) != '(') {
-      break;
-    }
-    ++state.cursor;
-    if (!skip_comment()) {
-      --state.cursor;
-      return;
-    }
-  }
-  if (at(state.cursor) == ',' ||
-      (at(state.cursor) == ';' && last_token == 261)) {
-    ++state.cursor;
   }
 }
 
@@ -242,12 +202,6 @@ const std::string* route_address(const std::string& mailbox) {
   return keep(parts.route_address);
 }
 
-std::string take_domain() {
-  std::string domain;
-  domain.swap(parts.domain);
-  return domain;
-}
-
 void begin_group(const std::string& phrase) {
   parts.canonical =
       std::string(configapi::utf8_prefix(cut(phrase), kPart - 2)) + ":";
@@ -261,77 +215,59 @@ void add_to_group(const std::string& mailbox) {
   }
 }
 
-void end_group() {
-  parts.canonical += ";";
-  group_ended = true;
+std::vector<std::string> address(const std::string& text, bool dots_in_words) {
+  const int result = parse(text, dots_in_words);
+  const Parts& p = parts;
+  return {result == 1 ? "1" : "0",
+          std::to_string(input.cursor),
+          input.dots_in_words ? "1" : "0",
+          cut(p.canonical),
+          cut(p.phrase),
+          cut(p.comment),
+          cut(p.local),
+          cut(p.domain),
+          cut(p.spec),
+          cut(p.route_address),
+          cut(p.route),
+          cut(p.word),
+          p.lex_token,
+          p.col_token};
 }
 
-Parse parse_address(const std::string& text, bool dots_in_words) {
-  begin(text, dots_in_words);
-  run();
-  finish();
-  return state;
-}
-
-std::vector<std::string> tokens(const std::string& text) {
-  begin(text, true);
-  std::vector<std::string> all;
-  int code = 0;
-  do {
-    code = read_token();
-    all.push_back(std::to_string(code));
-    if (code >= 264) {
-      all.back() += " " + *yylval;
-    }
-  } while (code > 0);
-  return all;
-}
-
-std::vector<Recipient> parse_list(std::string& text) {
+std::vector<std::string> list(std::string text) {
   std::size_t cursor = std::min(text.find_first_not_of(kBlanks), text.size());
-  bool paired = true;
-  for (std::size_t i = cursor; i < text.size(); ++i) {
-    if (text[i] == '\\') {
-      ++i;
-    } else if (text[i] == '"') {
-      paired = !paired;
-    }
-  }
-  std::vector<Recipient> recipients;
+  const bool paired = quotes_pair_up(text);
+  std::vector<std::string> left;
   while (paired && cursor < text.size()) {
-    if (text[cursor] == ',') {
-      ++cursor;
-    }
+    cursor += text[cursor] == ',' ? 1 : 0;
     blank_quoted_quotes(text, cursor);
-    begin(text.substr(cursor), true);
-    run();
-    std::size_t end = cursor + state.cursor;
-    if (state.result != 0) {
-      end =
-          text.find(',', last_token == 258 && tokens_read > 1 ? end - 1 : end);
-      end = std::min(end, text.size());
+    const int result = parse(text.substr(cursor), true);
+    const bool at_comma = input.last_token == 258 && input.tokens_read > 1;
+    std::size_t end = cursor + input.cursor;
+    if (result == 1) {
+      end = std::min(text.find(',', at_comma ? end - 1 : end), text.size());
     } else if (!parts.canonical.empty()) {
-      if (last_token == 261 || group_ended) {
+      if (input.last_token == 261 || result == kGroup) {
         pass_separator();
-        end = cursor + state.cursor;
+        end = cursor + input.cursor;
       }
-      finish();
-      const Parts& p = state.parts;
-      recipients.push_back({p.canonical,
-                            trimmed(text.substr(cursor, end - cursor)),
-                            p.phrase, p.comment, p.local, p.domain});
+      const Parts& p = parts;
+      left.insert(left.end(),
+                  {cut(p.canonical), trimmed(text.substr(cursor, end - cursor)),
+                   cut(p.phrase), cut(p.comment), cut(p.local), cut(p.domain)});
     }
     cursor = end;
   }
-  return recipients;
+  left.push_back(text);
+  return left;
 }
 
 }  // namespace referee
 
 int yylex() {
   const int code = referee::read_token();
-  ++referee::tokens_read;
-  referee::last_token = code;
+  ++referee::input.tokens_read;
+  referee::input.last_token = code;
   if (code == referee::kLexError) {
     throw referee::LexicalError{};
   }

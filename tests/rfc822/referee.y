@@ -5,7 +5,9 @@
  * a token that the grammar allows there; both belong to the definition.
  */
 %{
-#include "referee_state.h"
+#include <utility>
+
+#include "referee.h"
 
 using namespace referee;
 %}
@@ -30,7 +32,7 @@ address
                                   parts.canonical = *$1; return 0; }
   | mailbox                     { if (!fits()) return 1;
                                   parts.canonical = *$1; return 0; }
-  | group_list SEMICOLON        { end_group(); return 0; }
+  | group_list SEMICOLON        { parts.canonical += ";"; return 2; }
   ;
 
 group_list
@@ -89,7 +91,7 @@ subdomain
   ;
 
 route
-  : AT domain_part              { parts.route = "@" + take_domain(); }
-  | route COMMA AT domain_part  { parts.route += ",@" + take_domain(); }
-  | route COLON AT domain_part  { parts.route += ":@" + take_domain(); }
+  : AT domain_part              { parts.route = "@" + std::exchange(parts.domain, {}); }
+  | route COMMA AT domain_part  { parts.route += ",@" + std::exchange(parts.domain, {}); }
+  | route COLON AT domain_part  { parts.route += ":@" + std::exchange(parts.domain, {}); }
   ;
