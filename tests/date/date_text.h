@@ -6,20 +6,12 @@
 #include <configapi/rfcdate.h>
 
 #include <cstdlib>
-#include <memory>
 #include <sstream>
 #include <string>
-#include <string_view>
+
+#include "rfc822/exact_text.h"
 
 namespace test {
-
-// An exact-size copy: a sanitizer sees the first byte read too far.
-inline std::unique_ptr<char[]> exact(std::string_view text) {
-  std::unique_ptr<char[]> copy(new char[text.size() + 1]);
-  text.copy(copy.get(), text.size());
-  copy[text.size()] = '\0';
-  return copy;
-}
 
 // "1998-11-16 15:48:37 -300 f3": the zone and the flags as they stand.
 inline std::string describe(const UTC_DATE& date) {
@@ -32,10 +24,10 @@ inline std::string describe(const UTC_DATE& date) {
 
 // The record that the parser makes of the text, or "refused".
 inline std::string parsed(int (*parse)(const char*, UTC_DATE**),
-                          std::string_view text) {
+                          const std::string& text) {
   UTC_DATE stale{};
   UTC_DATE* date = &stale;
-  const int result = parse(exact(text).get(), &date);
+  const int result = parse(ExactText(text).get(), &date);
   if (result != (date != nullptr ? 1 : 0)) {
     return "result and record differ";
   }

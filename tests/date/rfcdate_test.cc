@@ -17,35 +17,32 @@ namespace {
 using test::parsed;
 
 struct Case {
-  const char* what;
   std::string text;
   const char* expected;
 };
 
 // clang-format off
 const std::vector<Case> kMailDates = {
-    {"common", "Mon, 16 Nov 1998 15:48:37 -0500", "1998-11-16 15:48:37 -300 f3"},
-    {"no seconds", "16 Nov 98 15:48 EST", "1998-11-16 15:48:0 -300 f1"},
-    {"zone 0", "16 Nov 05 15:48 GMT", "2005-11-16 15:48:0 0 f1"},
-    {"date alone", "16 Nov 1998", "1998-11-16 0:0:0 0 f0"},
-    {"no blanks", "Mon,16Nov1998 1:2:3-0500", "1998-11-16 1:2:3 -300 f3"},
-    {"any day name", "Fishday.; (16 Nov 1998", "1998-11-16 0:0:0 0 f0"},
-    {"blank, colon", "16 Nov 1998 15 :48 :37 Z", "1998-11-16 15:48:37 0 f3"},
-    {"colon, blank", "16 Nov 1998 15: 48", "1998-11-16 15:0:0 0 f0"},
-    {"empty numbers", "16 Nov 1998 15::", "1998-11-16 15:0:0 0 f2"},
-    {"minute alone", "16 Nov 1998 :48", "1998-11-16 0:48:0 0 f0"},
-    {"unknown zone", "16 Nov 1998 12:00 XYZ", "1998-11-16 12:0:0 0 f0"},
-    {"comment", "16 Nov 1998 12:00 (EST)", "1998-11-16 12:0:0 0 f0"},
-    {"and a zone", "16 Nov 1998 1:00 +0100 (X)", "1998-11-16 1:0:0 60 f1"},
-    {"long month", "16 January 1999", "1999-1-16 0:0:0 0 f0"},
-    {"endless month", "16 Nov" + std::string(300, 'x') + " 1999",
-     "1999-11-16 0:0:0 0 f0"},
-    {"leading zeros", "000000000016 Nov 00000001998", "1998-11-16 0:0:0 0 f0"},
-    {"leap day", "29 Feb 2000", "2000-2-29 0:0:0 0 f0"},
-    {"year 37", "16 Nov 37", "2037-11-16 0:0:0 0 f0"},
-    {"year 80", "16 Nov 80", "1980-11-16 0:0:0 0 f0"},
-    {"first year", "1 Jan 1980", "1980-1-1 0:0:0 0 f0"},
-    {"last second", "31 Dec 2037 23:59:59", "2037-12-31 23:59:59 0 f2"},
+    {"Mon, 16 Nov 1998 15:48:37 -0500", "1998-11-16 15:48:37 -300 f3"},
+    {"16 Nov 98 15:48 EST", "1998-11-16 15:48:0 -300 f1"},
+    {"16 Nov 05 15:48 GMT", "2005-11-16 15:48:0 0 f1"},
+    {"16 January 1999", "1999-1-16 0:0:0 0 f0"},
+    {"Mon,16Nov1998 1:2:3-0500", "1998-11-16 1:2:3 -300 f3"},
+    {"Fishday.; (16 Nov 1998", "1998-11-16 0:0:0 0 f0"},
+    {"16 Nov 1998 15 :48 :37 Z", "1998-11-16 15:48:37 0 f3"},
+    {"16 Nov 1998 15: 48", "1998-11-16 15:0:0 0 f0"},
+    {"16 Nov 1998 15::", "1998-11-16 15:0:0 0 f2"},
+    {"16 Nov 1998 :48", "1998-11-16 0:48:0 0 f0"},
+    {"16 Nov 1998 12:00 XYZ", "1998-11-16 12:0:0 0 f0"},
+    {"16 Nov 1998 12:00 (EST)", "1998-11-16 12:0:0 0 f0"},
+    {"16 Nov 1998 1:00 +0100 (X)", "1998-11-16 1:0:0 60 f1"},
+    {"16 Nov" + std::string(300, 'x') + " 1999", "1999-11-16 0:0:0 0 f0"},
+    {"000000000016 Nov 00000001998", "1998-11-16 0:0:0 0 f0"},
+    {"29 Feb 2000", "2000-2-29 0:0:0 0 f0"},
+    {"16 Nov 37", "2037-11-16 0:0:0 0 f0"},
+    {"16 Nov 80", "1980-11-16 0:0:0 0 f0"},
+    {"1 Jan 1980", "1980-1-1 0:0:0 0 f0"},
+    {"31 Dec 2037 23:59:59", "2037-12-31 23:59:59 0 f2"},
 };
 // clang-format on
 
@@ -64,23 +61,17 @@ const std::vector<std::string> kRefused = {
 
 TEST(Rfc2Utc, ReadsWhatMailWrites) {
   for (const auto& row : kMailDates) {
-    EXPECT_EQ(parsed(rfc2UTC, row.text), row.expected) << row.what;
-  }
-  for (const auto& text : kRefused) {
-    EXPECT_EQ(parsed(rfc2UTC, text), "refused") << text;
-  }
-}
-
-// A date is a header's value: folded, and with the line's end behind it.
-TEST(Rfc2Utc, BlanksAndLineEndsChangeNothing) {
-  for (const auto& row : kMailDates) {
+    // A date is a header's value: folded, and with the line's end behind it.
     std::string folded;
     for (const char c : row.text) {
       folded += c == ' ' ? std::string("\r\n\t ") : std::string(1, c);
     }
-    for (const auto& text : {" \t" + row.text + "\r\n", folded + "\n"}) {
-      EXPECT_EQ(parsed(rfc2UTC, text), row.expected) << row.what;
+    for (const auto& text : {row.text, " \t" + row.text + "\r\n", folded}) {
+      EXPECT_EQ(parsed(rfc2UTC, text), row.expected) << row.text;
     }
+  }
+  for (const auto& text : kRefused) {
+    EXPECT_EQ(parsed(rfc2UTC, text), "refused") << text;
   }
 }
 
@@ -108,47 +99,43 @@ TEST(DateParsers, NullTextLeavesOutAlone) {
   EXPECT_EQ(date, &stale);
 }
 
-class Ctime2Utc : public testing::Test {
- protected:
-  static void set_zone(const char* zone) {
-    setenv("TZ", zone, 1);
-    tzset();
-  }
-  void TearDown() override { set_zone("UTC"); }
-};
+void set_zone(const char* zone) {
+  setenv("TZ", zone, 1);
+  tzset();
+}
 
-TEST_F(Ctime2Utc, ReadsWhatCtimeWrites) {
+TEST(Ctime2Utc, ReadsWhatCtimeWrites) {
   // clang-format off
   const std::vector<Case> rows = {
-      {"common", "Mon Nov 16 15:48:37 1998\n", "1998-11-16 15:48:37 -300 f3"},
-      {"summer", "Wed Jul  1 15:48:37 1998\n", "1998-7-1 15:48:37 -300 f3"},
-      {"zone", "Mon Nov 16 15:48:37 PST 1998", "1998-11-16 15:48:37 -480 f3"},
-      {"zone 0", "Mon Nov 16 15:48:37 GMT 1998", "1998-11-16 15:48:37 -300 f3"},
-      {"unknown", "Mon Nov 16 15:48:37 XYZ 1998", "1998-11-16 15:48:37 -300 f3"},
-      {"endless", "x Nov 1 2:3:4 " + std::string(300, 'E') + " 1998",
+      {"Mon Nov 16 15:48:37 1998\n", "1998-11-16 15:48:37 -300 f3"},
+      {"Wed Jul  1 15:48:37 1998\n", "1998-7-1 15:48:37 -300 f3"},
+      {"Mon Nov 16 15:48:37 PST 1998", "1998-11-16 15:48:37 -480 f3"},
+      {"Mon Nov 16 15:48:37 GMT 1998", "1998-11-16 15:48:37 -300 f3"},
+      {"x Nov 1 2:3:4 " + std::string(300, 'E') + " 1998",
        "1998-11-1 2:3:4 -300 f3"},
-      {"late zone", "Mon Nov 16 1:2:3 1998 PST", "1998-11-16 1:2:3 -300 f3"},
-      {"numeric zone", "Mon Nov 16 15:48:37 +0100 1998", "refused"},
-      {"short", "Mon Nov 16 15:48 98", "1998-11-16 15:48:0 -300 f1"},
-      {"no time", "Mon Nov 16 1998", "refused"},
-      {"no day name", "Nov 16 15:48:37 1998", "refused"},
-      {"a tab ends no word", "Mon\tNov 16 15:48:37 1998", "refused"},
-      {"no range", "Mon Nov 31 25:61:99 1998", "1998-11-31 25:61:99 -300 f3"},
-      {"past 32 bits", "x Nov 4294967297 2147483647:2147483648 1998",
+      {"Mon Nov 16 1:2:3 1998 PST", "1998-11-16 1:2:3 -300 f3"},
+      {"Mon Nov 16 15:48 98", "1998-11-16 15:48:0 -300 f1"},
+      // No range is looked at but the year's.
+      {"Mon Nov 31 25:61:99 1998", "1998-11-31 25:61:99 -300 f3"},
+      {"x Nov 4294967297 2147483647:2147483648 1998",
        "1998-11-2147483647 2147483647:2147483647:0 -300 f1"},
-      {"year past 32 bits", "Mon Nov 16 15:48:37 4294969294", "refused"},
-      {"month's case", "Mon NOV 16 15:48:37 1998", "refused"},
-      {"no blank", "Mon", "refused"},
-      {"nothing", "", "refused"},
+      {"Mon Nov 16 15:48:37 4294969294", "refused"},
+      {"Mon Nov 16 15:48:37 +0100 1998", "refused"},
+      {"Mon Nov 16 1998", "refused"},
+      {"Nov 16 15:48:37 1998", "refused"},
+      {"Mon\tNov 16 15:48:37 1998", "refused"},
+      {"Mon NOV 16 15:48:37 1998", "refused"},
+      {"Mon", "refused"},
+      {"", "refused"},
   };
   // clang-format on
   set_zone("EST5EDT");
   for (const auto& row : rows) {
-    EXPECT_EQ(parsed(ctime2UTC, row.text), row.expected) << row.what;
+    EXPECT_EQ(parsed(ctime2UTC, row.text), row.expected) << row.text;
   }
 }
 
-TEST_F(Ctime2Utc, TakesTheZoneTheProcessSet) {
+TEST(Ctime2Utc, TakesTheZoneTheProcessSet) {
   const char* const date = "Mon Nov 16 15:48:37 1998";
   set_zone("IST-5:30");
   EXPECT_EQ(parsed(ctime2UTC, date), "1998-11-16 15:48:37 330 f3");
@@ -157,6 +144,7 @@ TEST_F(Ctime2Utc, TakesTheZoneTheProcessSet) {
   // Not by its own doing: the environment alone changes nothing.
   setenv("TZ", "EST5EDT", 1);
   EXPECT_EQ(parsed(ctime2UTC, date), "1998-11-16 15:48:37 0 f3");
+  set_zone("UTC");
 }
 
 // The result and the text, written over an exact-size buffer.
@@ -175,11 +163,10 @@ TEST(Utc2Rfc, WritesRecords) {
     const char* expected;
   } rows[] = {
       {{1998, 11, 16, 15, 48, 37, 0, -300, 3}, "1 Mon, 16 Nov 1998 15:48:37 -0500"},
-      {{1998, 11, 16, 15, 48, 37, 0, -300, 1}, "1 Mon, 16 Nov 1998 15:48 -0500"},
       {{1998, 11, 1, 9, 5, 0, 0, 99, 0}, "1 Sun, 1 Nov 1998 09:05 +0000"},
       {{2000, 1, 1, 0, 0, 0, 0, 0, 3}, "1 Sat, 1 Jan 2000 00:00:00 +0000"},
       {{2037, 12, 31, 23, 59, 59, 0, -30, 3}, "1 Thu, 31 Dec 2037 23:59:59 -0030"},
-      {{2024, 2, 29, 1, 2, 3, 0, 330, 3}, "1 Thu, 29 Feb 2024 01:02:03 +0530"},
+      {{2024, 2, 29, 1, 2, 3, 0, 330, 1}, "1 Thu, 29 Feb 2024 01:02 +0530"},
       {{1998, 0, 16, 0, 0, 0, 0, 0, 0}, "0 "},
       {{38, 13, 16, 0, 0, 0, 0, 0, 0}, "0 "},
       // Far out of range: as numbers, but never past 63 characters.
@@ -204,27 +191,27 @@ TEST(Utc2Rfc, WritesRecords) {
 TEST(Utc2Rfc, SettlesTheYear) {
   const struct {
     int year;
+    int settled;  // or the same
     const char* expected;
-    int settled;
-    const char* logged;
   } rows[] = {
-      {98, "1 Mon, 16 Nov 1998 00:00 +0000", 1998,
-       "6 ParseDate: Received year value 98.  Changing it to 1998."},
-      {5, "1 Wed, 16 Nov 2005 00:00 +0000", 2005,
-       "6 ParseDate: Received year value 5.  Changing it to 2005."},
-      {38, "0 ", 38,
-       "6 ParseDate: Received invalid year value 38.  "
-       "Use current year instead."},
-      {INT_MIN, "0 ", INT_MIN,
-       "6 ParseDate: Received invalid year value -2147483648.  "
-       "Use current year instead."},
+      {98, 1998, "1 Mon, 16 Nov 1998 00:00 +0000"},
+      {5, 2005, "1 Wed, 16 Nov 2005 00:00 +0000"},
+      {38, 38, "0 "},
+      {INT_MIN, INT_MIN, "0 "},
   };
   test::LogCapture log;
   for (const auto& row : rows) {
     UTC_DATE date{row.year, 11, 16, 0, 0, 0, 0, 0, 0};
     EXPECT_EQ(formatted(&date), row.expected);
     EXPECT_EQ(date.year, row.settled);
-    EXPECT_EQ(log.take(), test::LogLines{row.logged});
+    const std::string value = "year value " + std::to_string(row.year) + ".  ";
+    EXPECT_EQ(log.take(),
+              test::LogLines{row.settled != row.year
+                                 ? "6 ParseDate: Received " + value +
+                                       "Changing it to " +
+                                       std::to_string(row.settled) + "."
+                                 : "6 ParseDate: Received invalid " + value +
+                                       "Use current year instead."});
   }
 }
 
@@ -236,14 +223,9 @@ int weekday(int year, int month, int day) {
 TEST(Makewkday, AgreesWithTheCLibrary) {
   // Days since 1970: 1980 to 2037, and a sample of 1753 to 2400 where the C
   // library's time reaches so far.
-  std::vector<long> days;
-  for (long day = 3652; day <= 24836; ++day) {
-    days.push_back(day);
-  }
-  for (long day = -79257; sizeof(std::time_t) > 4 && day < 157422; day += 11) {
-    days.push_back(day);
-  }
-  for (const long day : days) {
+  const bool wide = sizeof(std::time_t) > 4;
+  for (long day = wide ? -79257 : 3652; day < (wide ? 157422 : 24837);
+       day += day >= 3652 && day <= 24836 ? 1 : 11) {
     const std::time_t time = std::time_t{86400} * day;
     std::tm fields{};
     gmtime_r(&time, &fields);
@@ -254,9 +236,9 @@ TEST(Makewkday, AgreesWithTheCLibrary) {
 }
 
 TEST(Makewkday, AnyFieldsAreSafe) {
-  EXPECT_EQ(weekday(1998, 0, 1), -1);
-  EXPECT_EQ(weekday(1998, INT_MIN, 1), -1);
-  EXPECT_EQ(weekday(1998, 13, 1), -1);
+  for (const int month : {0, INT_MIN, 13}) {
+    EXPECT_EQ(weekday(1998, month, 1), -1);
+  }
   EXPECT_EQ(weekday(1998, 11, 16 + 7 * 100000), weekday(1998, 11, 16));
   // 400 years are whole weeks.
   EXPECT_EQ(weekday(INT_MAX, 3, INT_MAX), weekday(2047, 3, INT_MAX % 7));

@@ -9,8 +9,8 @@
 namespace {
 
 // What both readers make of a text: the minutes, or "none".
-std::string zone_of(std::string_view text) {
-  const auto copy = test::exact(text);
+std::string zone_of(const std::string& text) {
+  const test::ExactText copy(text);
   const UTC_DATE before{1, 2, 3, 4, 5, 6, 7, 8, DATE_SECONDS};
   UTC_DATE date = before;
   getzone(copy.get(), &date);
@@ -48,36 +48,33 @@ TEST(Zone, KnowsTheseNames) {
 
 TEST(Zone, ReadsTheFirstWord) {
   const struct {
-    const char* what;
     std::string text;
     const char* expected;
   } rows[] = {
-      {"blanks in front", " \t\r\n EST", "-300"},
-      {"lower case", "est", "none"},
-      {"mixed case", "Est", "none"},
-      {"not in the table", "UTC", "none"},
-      {"longer than any name", "ESTXY", "none"},
-      {"very long", std::string(100000, 'A'), "none"},
-      {"offset behind a name", "GMT+0100", "0"},
-      {"8-bit behind a name", "EST\xE9", "-300"},
-      {"comment", "(EST)", "none"},
-      {"digits", "0100", "none"},
-      {"empty", "", "none"},
-      {"west", "-0330", "-210"},
-      {"east", "+0100 (CET)", "60"},
-      {"zero", "+0000", "0"},
-      {"minus zero", "-0000", "0"},
-      {"no range", "+9999", "6039"},
-      {"five digits", "+01000", "60"},
-      // '/' is one less than '0', ':' ten more.
-      {"no digits", "+/:/:", "0"},
-      {"8-bit for digits", "+\xFF\xFF\xFF\xFF", "138897"},
-      {"sign alone", "+", "none"},
-      {"three digits", "-010", "none"},
-      {"end behind a blank", " +01", "none"},
+      {" \t\r\n EST", "-300"},
+      {"est", "none"},
+      {"Est", "none"},
+      {"UTC", "none"},
+      {"ESTXY", "none"},
+      {std::string(100000, 'A'), "none"},
+      {"GMT+0100", "0"},
+      {"EST\xE9", "-300"},
+      {"(EST)", "none"},
+      {"0100", "none"},
+      {"", "none"},
+      {"-0330", "-210"},
+      {"+0100 (CET)", "60"},
+      {"-0000", "0"},
+      {"+9999", "6039"},
+      {"+01000", "60"},
+      // Any character is a digit: '/' is one less than '0', ':' ten more.
+      {"+/:/:", "0"},
+      {"+\xFF\xFF\xFF\xFF", "138897"},
+      {"+", "none"},
+      {"-010", "none"},
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(zone_of(row.text), row.expected) << row.what;
+    EXPECT_EQ(zone_of(row.text), row.expected) << row.text.substr(0, 20);
   }
   EXPECT_EQ(GetZoneInt("-0001"), -1);
 }

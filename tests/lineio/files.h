@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <string>
+#include <string_view>
 
 #include "support/log_capture.h"
 #include "support/temp_folder.h"
@@ -31,47 +32,20 @@ inline int put(int handle, std::string text) {
   return putline(handle, text.data());
 }
 
-// The bytes of the next line; `result` receives what getline gave.
-inline std::string get(int handle, int* result) {
+// The bytes of the next line; or "end" or "failed", which no line of these
+// tests is.
+inline std::string get(int handle) {
   char* line = nullptr;
   const long before = getfpos(handle);
-  *result = getline(handle, &line);
-  if (*result != 1) {
+  const int result = getline(handle, &line);
+  if (result != 1) {
     EXPECT_EQ(line, nullptr);
-    return {};
+    return result == 0 ? "end" : "failed";
   }
   const auto length = static_cast<std::size_t>(getfpos(handle) - before);
   EXPECT_EQ(line[length], '\0');
   return {line, length};
 }
-
-inline std::string get(int handle) {
-  int result = 0;
-  return get(handle, &result);
-}
-
-// Puts another open file behind a descriptor, and the old one back at the end.
-class Instead {
- public:
-  Instead(int fd, const char* path, int access) : fd_(fd), old_(dup(fd)) {
-    const int other = open(path, access);
-    EXPECT_NE(other, -1);
-    dup2(other, fd_);
-    close(other);
-  }
-  ~Instead() {
-    dup2(old_, fd_);
-    close(old_);
-  }
-  Instead(const Instead&) = delete;
-  Instead& operator=(const Instead&) = delete;
-  Instead(Instead&&) = delete;
-  Instead& operator=(Instead&&) = delete;
-
- private:
-  int fd_;
-  int old_;
-};
 
 struct LineIo : testing::Test {
   LineIo() { EXPECT_EQ(InitLineIO(), 0); }
