@@ -61,6 +61,11 @@ TEST_F(AddressLexer, CutsTextIntoTokens) {
       {"a@[1.2 .3]x", "w(a) @ l([1.2 .3]) w(x) end"},
       {"a (b (c) d) e", "w(a) w(e) end"},
       {"(\")\\\"\")a", "w(a) end"},
+      {"(a\\)b)c", "w(c) end"},
+      {"[a\\]b]", "l([a\\]b]) end"},
+      {")]\\ \x80", "w()]\\) w(\x80) end"},
+      {"a.b,c.d", "w(a.b) , w(c) . w(d) end"},
+      {"a.b>c.d", "w(a.b) > w(c) . w(d) end"},
       // Dots belong to words up to the first mark.
       {"a.b@c.d", "w(a.b) @ w(c) . w(d) end"},
       {".a..b. .", "w(.a..b.) w(.) end"},
@@ -72,6 +77,7 @@ TEST_F(AddressLexer, CutsTextIntoTokens) {
       {"\"a\\", "q(\"a\\) end"},
       {"a (x (y)", "w(a) error", "x (y)"},
       {"(a\\", "error", "a\\"},
+      {"(\"a)", "error", "\"a)"},
       {"a [x\\] y", "w(a) error", "x\\] y"},
   };
   for (const auto& row : kRows) {

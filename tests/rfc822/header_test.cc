@@ -42,18 +42,15 @@ const struct {
     {"\nSubject: body\n", "", 1},
     {"", "", 0},
     {"Subject: hi", "subject=hi\n", 1},
-    {"Subject: hi\n", "subject=hi\n", 1},
     {"Subject: a\n  \t\nTo: x@y\n\n", "to=x@y\nsubject=a\r\n\t\n", 4},
     // Folds: gone from addresses and Sender, kept in texts.
     {"To: a@b,\n\tx@y\n\n", "to=a@b | x@y\n", 3},
     {"Return-Receipt-To: a@b,\n c@d\n\n", "returnReceiptTo=a@b | c@d\n", 3},
     {"Sender: a\n  b\n \n c@d\n\n", "sender=a b c@d\n", 5},
-    {"Subject: one\n  \t two\n\n", "subject=one\r\n\ttwo\n", 3},
-    {"Subject:\n hi\nTo:\n\ta@b\n\n", "to=a@b\nsubject=hi\n", 5},
-    {"Subject: a\n\fb\n\vc\n\n", "subject=a\r\n\tb\r\n\tc\n", 4},
+    {"Subject: one\n \f\v\t two\n\n", "subject=one\r\n\ttwo\n", 3},
     {" lost\n\tX: y\nTo: x@y\n\n", "to=x@y\n", 4},
     // NEL and no-break space do not fold.
-    {"Subject: a\n\x85 b\n\xA0 c\n\n", "subject=a\n", 4},
+    {"Subject: \xE4\xFF\n\x85 b\n\xA0 c\n\n", "subject=\xE4\xFF\n", 4},
     // The first text counts, also an empty one; the rest collects.
     {"Subject: one\nsubject: two\n\n", "subject=one\n", 3},
     {"Subject:\nSubject: two\n\n", "subject=\n", 3},
@@ -61,14 +58,12 @@ const struct {
     {"Received: a\n b\nReceived:\nreceived: c\n\n",
      "received=a\r\n\tb\nreceived=\nreceived=c\n", 5},
     // Lists without an address.
-    {"To:\n\n", "to=\n", 2},
     {"To: John Smith\n\n", "to=\n", 2},
     // The first date counts, of either kind.
     {"Date: 16 Nov 98 15:48 EST\nResent-Date: 17 Nov 98 15:48 EST\n\n",
      "date=Mon, 16 Nov 1998 15:48 -0500\n", 3},
     {"Resent-Date: Tue,\n 17 Nov 98\nDate: 16 Nov 98\n\n",
      "date=Tue, 17 Nov 1998 00:00 +0000\n", 4},
-    {"Date: not a date\n\n", "date=now\n", 2},
     // Other names, of letters or not, and of any length.
     {"X-Mailer: abc\nX-MAILER:  def\n\tghi\nOther: o\nRecvDate: now\n\n",
      "other=X-mailer: abc\nother=X-mailer: def\r\n\tghi\nother=Other: o\n"
@@ -84,10 +79,7 @@ const struct {
     {"nonsense here\n folded\nSubject: hi\n\n", "subject=hi\n", 4},
     {"To : a@b\nCc\t: c@d\n>From a@b\n\n", "", 4},
     // From without a colon is an envelope line, even alone.
-    {"From\ta@b\n\n", "envelope=a@b\n", 2},
     {"from\n\n", "envelope=\n", 2},
-    {"Subject: \xE4\xF6\xFC \xC3\xA4\xFF\n\n",
-     "subject=\xE4\xF6\xFC \xC3\xA4\xFF\n", 2},
     // A NUL takes the rest of its line, and makes no end of the header of it.
     {"Subject: a\0b\nTo: x@y\0\n ,z@w\0,v@u\n\n"s, "to=x@y | z@w\nsubject=a\n",
      4},
@@ -101,7 +93,6 @@ const struct {
     // The last carriage return ends a line.
     {"Subject: a\rb\n\n", "subject=a\n", 2},
     {"Subject: a\rb\r\n\n", "subject=a\rb\n", 2},
-    {"Subject: a\r\r\n\n", "subject=a\r\n", 2},
     {"X: a\n\rb\nTo: a@b\n\n", "other=X: a\n", 2},
 };
 
@@ -230,8 +221,6 @@ TEST(ParseHdr, CutsALineAtTheLimit) {
   }
 }
 
-const test::LogLines kTooMany{"1 ParseHdr: too many headers to parse."};
-
 TEST(ParseHdr, StopsAtAHeaderThatIsTooLong) {
   const std::string text = filler(60000);
   // Joining takes the line whole, two bytes and the terminator.
@@ -244,22 +233,12 @@ TEST(ParseHdr, StopsAtAHeaderThatIsTooLong) {
     const std::string subject = "subject=" + text;
     const Parsed whole{
         1, 4, 0, "to=a@b\n" + subject + "\r\n\t" + rest + "\n", {}};
-    const Parsed stopped{1, 2, 0, subject + "\n", kTooMany};
+    const Parsed stopped{
+        1, 2, 0, subject + "\n", {"1 ParseHdr: too many headers to parse."}};
     EXPECT_EQ(file.parse(), fits ? whole : stopped) << size;
     // What is unread begins with a whole line.
     EXPECT_EQ(file.parse().record, fits ? "cc=c@d\n" : "to=a@b\n") << size;
   }
-}
-
-TEST(ParseHdr, CountsJoinsAgainstTheLimit) {
-  std::string header = "Subject: s\n";
-  while (header.size() < 3 * kMost) {
-    header += " x\n";
-  }
-  const Parsed parsed = parse(header);
-  EXPECT_EQ(parsed.log, kTooMany);
-  // "Subject: s" and four bytes a line; the last needs six.
-  EXPECT_EQ(parsed.lines, 1 + (kMost + 1 - 10 - 6) / 4 + 2);
 }
 
 // ParseLine by itself.
@@ -318,17 +297,6 @@ TEST(ParseLine, UnfoldsAnyLineBreak) {
   EXPECT_EQ(ParseLine(copy.c_str(), header.get()), 13);
   EXPECT_STREQ(header->sender, "a b c d\r e ");
   EXPECT_EQ(copy, line);
-}
-
-TEST(AddParse, MakesTheTableAndAppends) {
-  RecipTable* table = nullptr;
-  char first[] = "a@b, c@d";
-  char second[] = "e@f";
-  EXPECT_EQ(AddParse(first, &table), 2U);
-  EXPECT_EQ(AddParse(second, &table), 3U);
-  EXPECT_STREQ(table->last->canon, "e@f");
-  Clear_RT(table);
-  std::free(table);
 }
 
 // Places in the buffers.
