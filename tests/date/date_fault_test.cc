@@ -10,9 +10,12 @@ TEST(DateParsers, OneAllocationForADateAndNoneForARefusal) {
   const char* const ctime = "Mon Nov 16 15:48:37 1998";
   for (const bool reads_mail : {true, false}) {
     auto* const parse = reads_mail ? rfc2UTC : ctime2UTC;
+    UTC_DATE stale{};
+    UTC_DATE* kept = &stale;
+    EXPECT_EQ(parse(nullptr, &kept), 0);
+    EXPECT_EQ(kept, &stale);
     for (const char* text : {mail, ctime}) {
       for (int n = 1; n <= 2; ++n) {
-        UTC_DATE stale{};
         UTC_DATE* date = &stale;
         const bool accepted = reads_mail == (text == mail);
         const test::AllocFault fault(n);

@@ -328,7 +328,7 @@ TEST(ParseHdr, MindsNoEdge) {
 
 TEST(ParseHdr, RunsInManyThreads) {
   const std::string expected = parse(kAllKinds, Detail::kAll).record;
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&expected] {
       const HeaderFile file(kAllKinds);
@@ -342,9 +342,6 @@ TEST(ParseHdr, RunsInManyThreads) {
         ASSERT_EQ(ParseLine("Date: x", undated.get()), 12);
       }
     });
-  }
-  for (auto& thread : threads) {
-    thread.join();
   }
 }
 

