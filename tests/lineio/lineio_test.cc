@@ -72,6 +72,50 @@ TEST_F(LineIo, TheEndStaysTheEndUntilAMove) {
   EXPECT_EQ(inch(handle), 0);
 }
 
+TEST_F(LineIo, StepsBack) {
+  const std::string text = run_of(4095) + "\xffz\n";
+  const int handle = reader(text);
+  for (const long from : {0L, 1L, 4095L, 4096L, 4097L, 4098L}) {
+    for (const bool loaded : {false, true}) {
+      setfpos(handle, loaded ? 0 : from);
+      while (getfpos(handle) < from) {
+        inch(handle);
+      }
+      for (long back = from; back > std::max(0L, from - 4); --back) {
+        uninch('q', handle);
+        EXPECT_EQ(getfpos(handle), back - 1);
+      }
+      const auto at = static_cast<std::size_t>(getfpos(handle));
+      EXPECT_EQ(inch(handle), static_cast<unsigned char>(text[at])) << from;
+    }
+  }
+  setfpos(handle, 0);
+  uninch('q', handle);
+  EXPECT_EQ(getfpos(handle), 0);
+}
+
+// Every way in which a text can meet the buffer.
+TEST_F(LineIo, WritesWhatItWasGiven) {
+  for (const Mode mode : {Mode::kWrite, Mode::kWriteBuffered}) {
+    for (const std::size_t before : Sizes{0, 1, 4095, 4096}) {
+      for (const std::size_t length :
+           Sizes{0, 1, 2, 4094, 4095, 4096, 4097, 8191, 8192, 8193, 20000}) {
+        unlink(folder.path("written").c_str());
+        const int handle = writer(mode);
+        for (std::size_t i = 0; i < before; ++i) {
+          ASSERT_EQ(outch('b', handle), 1);
+        }
+        EXPECT_EQ(put(handle, run_of(length)), 1);
+        EXPECT_EQ(put(handle, "end"), 1);
+        EXPECT_EQ(getfpos(handle), static_cast<long>(before + length + 3));
+        EXPECT_EQ(fileclose(handle), 1);
+        ASSERT_EQ(written(), std::string(before, 'b') + run_of(length) + "end")
+            << before << "+" << length;
+      }
+    }
+  }
+}
+
 TEST_F(LineIo, WritesBehindInBlocks) {
   const int handle = writer(Mode::kWriteBuffered);
   EXPECT_EQ(put(handle, run_of(4095)), 1);

@@ -171,9 +171,9 @@ std::string filler(std::size_t size) {
 }
 
 TEST(ParseHdr, KeepsLongLinesWhole) {
-  for (const std::size_t size : {1013, 1014, 1015, 1016, 1023, 1024, 1025, 2038,
-                                 2039, 2040, 4096, 10000, 31000}) {
-    const std::string text = filler(size);
+  for (const int length : {1013, 1014, 1015, 1016, 1023, 1024, 1025, 2038, 2039,
+                           2040, 4096, 10000, 31000}) {
+    const std::string text = filler(static_cast<std::size_t>(length));
     const std::string header =
         "Subject: " + text + "\n " + text + "\nTo: a@b\n\n";
     const Parsed expected{
