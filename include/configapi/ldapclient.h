@@ -80,8 +80,8 @@ class CONFIGAPI_EXPORT ldapClient {
   // port of 0 or less is 389. An object that is connected is unbound first.
   //
   // Returns 0, or 4 with a log line that gives errno when the connection fails
-  // (0: no such host) or the host name has 64 bytes or more (ENAMETOOLONG);
-  // the object is then unconnected. Waits as long as the system's connect().
+  // (0: no such host), the host name has 64 bytes or more (ENAMETOOLONG) or the
+  // port is more than 65535 (EINVAL); the object is then unconnected. Waits as long as the system's connect().
   int ldapClientConnect(char* host, int port);
 
   // Authenticates with a simple bind (RFC 4513 section 5.1) and waits up to
@@ -103,6 +103,9 @@ class CONFIGAPI_EXPORT ldapClient {
   // names the attribute types wanted and ends with null; null, like the
   // overloads without it, wants all. `timeout` bounds the wait, null does not;
   // an answer that comes later is kept until the connection is closed.
+  //
+  // An attribute with a value that holds a NUL byte, which is no text, is left
+  // out of its entry.
   //
   // Returns the entries in the server's order, for the caller to release with
   // srch_free(), and *rc = 0. Otherwise null and *rc = 1 (failed, a limit of

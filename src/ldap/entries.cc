@@ -1,5 +1,6 @@
 #include "ldap/entries.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <span>
 #include <string_view>
@@ -25,15 +26,35 @@ void free_attrs(attrval* list) {
   }
 }
 
+// The LDAP library's own texts lie in the message and may have any bytes.
+std::string_view view(const berval& text) {
+  return {text.bv_val, text.bv_len};
+}
+
+bool is_text(const berval& value) {
+  return view(value).find('\0') == std::string_view::npos;
+}
+
+std::span<const berval> values_in(const ValuesPtr& array) {
+  std::size_t count = 0;
+  while (array != nullptr && array.get()[count].bv_val != nullptr) {
+    ++count;
+  }
+  return {array.get(), count};
+}
+
 // Appends an attribute's values behind *end, the end record so far, and moves
-// *end to the new one. False when memory is out.
-bool copy_values(LDAP* ld, LDAPMessage* message, char* name, attrval** end) {
-  const ValuesPtr values(ldap_get_values(ld, message, name));
-  for (char** value = values.get(); value != nullptr && *value != nullptr;
-       ++value) {
+// *end to the new one. An attribute with a value that is no text, a picture
+// for instance, has none. False when memory is out.
+bool copy_values(const berval& name, std::span<const berval> values,
+                 attrval** end) {
+  if (!std::all_of(values.begin(), values.end(), is_text)) {
+    return true;
+  }
+  for (const berval& value : values) {
     attrval* const record = *end;
-    copy_field(record->name, name);
-    copy_field(record->value, *value);
+    copy_field(record->name, view(name));
+    copy_field(record->value, view(value));
     record->next = heap_record<attrval>().release();
     if (record->next == nullptr) {
       return false;
@@ -43,32 +64,35 @@ bool copy_values(LDAP* ld, LDAPMessage* message, char* name, attrval** end) {
   return true;
 }
 
-// Fills the entry's record. False when memory is out.
+// Fills the entry's record. False when memory is out, or the server sent what
+// cannot be decoded. One walk through the message: ldap_get_values() would
+// begin anew for each attribute.
 bool copy_entry(LDAP* ld, LDAPMessage* message, SearchReq* entry) {
-  const LdapText dn(ldap_get_dn(ld, message));
-  if (dn != nullptr) {
-    copy_field(entry->dn, dn.get());
-  }
-  entry->attrs = heap_record<attrval>().release();
-  if (entry->attrs == nullptr) {
+  berval dn{};
+  BerElement* position = nullptr;
+  if (ldap_get_dn_ber(ld, message, &position, &dn) != LDAP_SUCCESS) {
     return false;
   }
-  // The calls below end a list with null, and report an error with null too:
-  // only the code that they leave behind tells which it was.
-  int code = LDAP_SUCCESS;
-  ldap_set_option(ld, LDAP_OPT_RESULT_CODE, &code);
-  attrval* end = entry->attrs;
-  BerElement* position = nullptr;
-  LdapText name(ldap_first_attribute(ld, message, &position));
   const ElementPtr element(position);
-  while (name != nullptr) {
-    if (!copy_values(ld, message, name.get(), &end)) {
+  copy_field(entry->dn, view(dn));
+  entry->attrs = heap_record<attrval>().release();
+  attrval* end = entry->attrs;
+  while (end != nullptr) {
+    berval name{};
+    berval* array = nullptr;
+    if (ldap_get_attribute_ber(ld, message, position, &name, &array) !=
+        LDAP_SUCCESS) {
       return false;
     }
-    name.reset(ldap_next_attribute(ld, message, position));
+    const ValuesPtr values(array);
+    if (name.bv_val == nullptr) {  // behind the last one
+      return true;
+    }
+    if (!copy_values(name, values_in(values), &end)) {
+      return false;
+    }
   }
-  ldap_get_option(ld, LDAP_OPT_RESULT_CODE, &code);
-  return code == LDAP_SUCCESS;
+  return false;
 }
 
 }  // namespace

@@ -19,8 +19,8 @@
 #include "ldap/log.h"
 #include "ldap/modlist.h"
 #include "ldap/owners.h"
+#include "ldap/quiet_socket.h"
 #include "ldap/search.h"
-#include "ldap/sigpipe_block.h"
 
 // Hosts are compiled against these records. On 32-bit x86 a pointer aligns at
 // four bytes, and no field has padding in front of it.
@@ -43,6 +43,7 @@ constexpr int kSessionFailed = 4;  // connect and bind
 constexpr int kFailed = -1;        // updates and compare
 constexpr int kBindSeconds = 360;
 constexpr std::size_t kMaxHost = 63;
+constexpr int kMaxPort = 65535;
 
 #ifdef CONFIGAPI_HAVE_LDAP_ENABLE_CACHE
 constexpr long kCacheSeconds = 100;
@@ -56,21 +57,26 @@ LDAP* open_session(const char* host, int port) {
     errno = ENAMETOOLONG;
     return nullptr;
   }
+  if (port > kMaxPort) {
+    errno = EINVAL;
+    return nullptr;
+  }
   errno = 0;  // a name that does not resolve leaves it alone
   LDAP* ld = ldap_open(host, port);
-  if (ld != nullptr) {
-    const int version = LDAP_VERSION3;
-    ldap_set_option(ld, LDAP_OPT_PROTOCOL_VERSION, &version);
-    // Without it a signal that the host handles ends a wait for the server as
-    // if the connection had failed.
-    ldap_set_option(ld, LDAP_OPT_RESTART, LDAP_OPT_ON);
+  if (ld == nullptr) {
+    return nullptr;
   }
+  if (!make_socket_quiet(ld)) {
+    ldap_unbind(ld);
+    errno = ENOMEM;
+    return nullptr;
+  }
+  const int version = LDAP_VERSION3;
+  ldap_set_option(ld, LDAP_OPT_PROTOCOL_VERSION, &version);
+  // Without it a signal that the host handles ends a wait for the server as if
+  // the connection had failed.
+  ldap_set_option(ld, LDAP_OPT_RESTART, LDAP_OPT_ON);
   return ld;
-}
-
-void close_session(LDAP* ld) {
-  const SigpipeBlock block;
-  ldap_unbind(ld);
 }
 
 bool enable_cache([[maybe_unused]] LDAP* ld) {
@@ -81,18 +87,13 @@ bool enable_cache([[maybe_unused]] LDAP* ld) {
 #endif
 }
 
-int send_bind(LDAP* ld, const char* dn, const char* password) {
-  const SigpipeBlock block;
-  return ldap_simple_bind(ld, dn, password);
-}
-
 bool fits(std::span<const char> field, const char* text) {
   return text == nullptr || std::strlen(text) < field.size();
 }
 
 // The log line of a bind that failed; null when it succeeded.
 const char* bind_failure(LDAP* ld, const char* dn, const char* password) {
-  const int id = send_bind(ld, dn, password);
+  const int id = ldap_simple_bind(ld, dn, password);
   if (id == -1) {
     return "ldap_bind error";
   }
@@ -135,10 +136,8 @@ int rename_failed(const char* line) {
 }  // namespace configapi
 
 using configapi::SearchCode;
-using configapi::SigpipeBlock;
 
 extern "C" int wait4result(LDAP* ld, int seconds, int msgid) {
-  const SigpipeBlock block;
   timeval limit{seconds, 0};
   LDAPMessage* result = nullptr;
   const int type = ldap_result(ld, msgid, LDAP_MSG_ONE, &limit, &result);
@@ -192,7 +191,7 @@ int ldapClient::ldapClientBind(char* dn, char* password) {
 
 void ldapClient::ldapClientUnbind() {
   if (ld != nullptr) {
-    configapi::close_session(ld);
+    ldap_unbind(ld);
     ld = nullptr;
   }
 }
@@ -229,7 +228,6 @@ SearchReq* ldapClient::ldapClientSearch(char* base, int scope, int option,
 
 int ldapClient::ldapClientAdd(char* dn, attrval* list) {
   const configapi::ModsPtr mods = configapi::get_addlist(list);
-  const SigpipeBlock block;
   if (ld == nullptr || mods == nullptr ||
       ldap_add_s(ld, dn, mods.get()) != LDAP_SUCCESS) {
     configapi::log_ldap_error("ldap_add operation failed");
@@ -241,7 +239,6 @@ int ldapClient::ldapClientAdd(char* dn, attrval* list) {
 int ldapClient::ldapClientModify(char* dn, attrval* list) {
   constexpr int kOwnOperations = -1;
   const configapi::ModsPtr mods(get_modlist(list, kOwnOperations));
-  const SigpipeBlock block;
   const int code = ld != nullptr && mods != nullptr
                        ? ldap_modify_s(ld, dn, mods.get())
                        : configapi::kFailed;
@@ -252,7 +249,6 @@ int ldapClient::ldapClientModify(char* dn, attrval* list) {
 }
 
 int ldapClient::ldapClientDelete(char* dn) {
-  const SigpipeBlock block;
   if (ld == nullptr || ldap_delete_s(ld, dn) != LDAP_SUCCESS) {
     configapi::log_ldap_error("ldap_delete failed");
     return configapi::kFailed;
@@ -275,7 +271,6 @@ int ldapClient::ldapClientModRDN(char* dn, char* newName) try {
   if (code != 0 && !configapi::leaves_naming_to_rename(code)) {
     return configapi::rename_failed(kModifyFailed);
   }
-  const SigpipeBlock block;
   if (ldap_modrdn_s(ld, dn, rdn.c_str()) != LDAP_SUCCESS) {
     return configapi::rename_failed("ldap_modrdn failed");
   }
@@ -285,7 +280,6 @@ int ldapClient::ldapClientModRDN(char* dn, char* newName) try {
 }
 
 int ldapClient::ldapClientCompare(char* dn, char* attribute, char* value) {
-  const SigpipeBlock block;
   if (ld == nullptr ||
       ldap_compare_s(ld, dn, attribute, value) != LDAP_COMPARE_TRUE) {
     configapi::log_ldap_info("different value for compare operation");

@@ -12,16 +12,15 @@ namespace configapi {
 
 struct LdapFree {
   void operator()(LDAPMessage* message) const { ldap_msgfree(message); }
-  void operator()(char* text) const { ldap_memfree(text); }
-  void operator()(char** values) const { ldap_value_free(values); }
+  // The array alone: values lie in their message.
+  void operator()(berval* values) const { ber_memfree(values); }
   void operator()(LDAPMod** mods) const { free_modlist(mods); }
   // 0: the message under the element belongs to the result.
   void operator()(BerElement* element) const { ber_free(element, 0); }
 };
 
 using ResultPtr = std::unique_ptr<LDAPMessage, LdapFree>;
-using LdapText = std::unique_ptr<char, LdapFree>;
-using ValuesPtr = std::unique_ptr<char*, LdapFree>;
+using ValuesPtr = std::unique_ptr<berval, LdapFree>;
 using ModsPtr = std::unique_ptr<LDAPMod*, LdapFree>;
 using ElementPtr = std::unique_ptr<BerElement, LdapFree>;
 

@@ -2,13 +2,11 @@
 
 #include "ldap/log.h"
 #include "ldap/owners.h"
-#include "ldap/sigpipe_block.h"
 
 namespace configapi {
 namespace {
 
 int send_search(LDAP* ld, const SearchQuery& query, ResultPtr* result) {
-  const SigpipeBlock block;
   ldap_set_option(ld, LDAP_OPT_DEREF, &query.option);
   LDAPMessage* answer = nullptr;
   const int code =
@@ -34,6 +32,10 @@ EntriesPtr search(LDAP* ld, const SearchQuery& query, SearchCode* code) {
   if (ld == nullptr) {
     *code = SearchCode::kNoSession;
     return nullptr;
+  }
+  // The LDAP library would send a request for which servers hang up.
+  if (query.filter != nullptr && *query.filter == '\0') {
+    return search_failed(SearchCode::kNoAnswer, code);
   }
   ResultPtr result;
   const int error = send_search(ld, query, &result);

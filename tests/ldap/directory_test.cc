@@ -1,5 +1,6 @@
 // Against a real server, as a host uses the client.
 
+#include <ldap.h>
 #include <sys/time.h>
 
 #include <cstring>
@@ -61,6 +62,8 @@ TEST_F(LdapClient, ConnectsOnlyToAHostNameThatFits) {
   EXPECT_EQ(client.ldapClientConnect(Text(host + "0"), port), 4);
   EXPECT_EQ(client.ld, nullptr) << "the old session is closed first";
   EXPECT_EQ(logged(), "1 ldap_open error: errno=36");
+  EXPECT_EQ(client.ldapClientConnect(Text("127.0.0.1"), port + 65536), 4);
+  EXPECT_EQ(logged(), "1 ldap_open error: errno=22");
 }
 
 TEST_F(LdapClient, BindsOnlyWithTheRightPassword) {
@@ -135,6 +138,29 @@ TEST_F(LdapClient, AddsFindsComparesAndDeletes) {
   EXPECT_EQ(find("", 2, "(cn=Joe)", "cn"), Lines{});
   EXPECT_EQ(rc, 1);
   EXPECT_EQ(logged(), "6 ldap_search return nothing");
+}
+
+TEST_F(LdapClient, AnAttributeThatIsNoTextHidesNoOther) {
+  ASSERT_EQ(write("Joe", "HelpFile", "x"), 0);
+  char type[] = "LogDirectory";
+  char bytes[] = "a\0b";
+  berval value{3, bytes};
+  berval* values[] = {&value, nullptr};
+  LDAPMod picture{LDAP_MOD_ADD | LDAP_MOD_BVALUES, type, {}};
+  picture.mod_bvalues = values;
+  LDAPMod* mods[] = {&picture, nullptr};
+  ASSERT_EQ(ldap_modify_ext_s(client.ld, "cn=Joe", mods, nullptr, nullptr), 0);
+  EXPECT_EQ(read_with_code("Joe", "HelpFile"), "x 0");
+  EXPECT_EQ(read_with_code("Joe", "LogDirectory"), "(none) 0");
+  EXPECT_EQ(write("Joe", "LogDirectory", "text"), 0);
+  EXPECT_EQ(read_with_code("Joe", "LogDirectory"), "text 0");
+}
+
+TEST_F(LdapClient, AnEmptyFilterIsNotSent) {
+  EXPECT_EQ(find("", 2, "", "cn"), Lines{});
+  EXPECT_EQ(rc, 1);
+  EXPECT_EQ(logged(), "1 ldap_search failed");
+  EXPECT_EQ(add("cn=Joe", joe()), 0) << "the connection stays";
 }
 
 TEST_F(LdapClient, TheFormsOfSearchDifferInWantedTypesAndTime) {

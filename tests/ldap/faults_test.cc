@@ -96,7 +96,7 @@ TEST_F(Faults, ASearchThatCannotBeReadFindsNothing) {
       {"ldap_search_s", LDAP_NO_MEMORY, 1, "1 ldap_search failed", false},
       {"ldap_search_s", LDAP_SERVER_DOWN, 1, "1 ldap_search failed", false},
       {"ldap_count_entries", -1, 2, "1 ldap_count_entries failed", true},
-      {"ldap_first_attribute", LDAP_NO_MEMORY, 1, "1 ldap_search failed",
+      {"ldap_get_attribute_ber", LDAP_NO_MEMORY, 1, "1 ldap_search failed",
        false},
   };
   for (const auto& row : rows) {
@@ -117,7 +117,7 @@ TEST_F(Faults, ASearchThatCannotBeReadFindsNothing) {
               (Lines{"cn=Ldap", "ConfigSerial: 7"}));
   }
   // An entry of which nothing may be seen.
-  test::ldap_answers = {{"ldap_first_attribute", 0}};
+  test::ldap_answers = {{"ldap_get_attribute_ber", 0}};
   EXPECT_EQ(client.ldapGetProfileString(Text("Ldap"), Text("HelpFile"), &rc),
             nullptr);
   EXPECT_EQ(rc, 0);

@@ -71,13 +71,10 @@ int ldap_count_entries(LDAP* ld, LDAPMessage* result) {
                         result);
 }
 
-char* ldap_first_attribute(LDAP* ld, LDAPMessage* entry, BerElement** place) {
-  int code = 0;
-  if (answered("ldap_first_attribute", "", &code)) {
-    ldap_set_option(ld, LDAP_OPT_RESULT_CODE, &code);
-    return nullptr;
-  }
-  return real(ldap_first_attribute, "ldap_first_attribute")(ld, entry, place);
+int ldap_get_attribute_ber(LDAP* ld, LDAPMessage* entry, BerElement* place,
+                           berval* name, berval** values) {
+  return answer_or_call(ldap_get_attribute_ber, "ldap_get_attribute_ber", "",
+                        ld, entry, place, name, values);
 }
 
 int ldap_modify_s(LDAP* ld, const char* dn, LDAPMod** mods) {
