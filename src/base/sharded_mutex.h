@@ -3,10 +3,11 @@
 #ifndef CONFIGAPI_SHARDED_MUTEX_H_
 #define CONFIGAPI_SHARDED_MUTEX_H_
 
+#include <pthread.h>
+
 #include <array>
 #include <atomic>
 #include <cstddef>
-#include <shared_mutex>
 
 namespace configapi {
 
@@ -16,29 +17,31 @@ namespace configapi {
 class ShardedMutex {
  public:
   // Works with std::shared_lock: a thread unlocks what it has locked.
-  void lock_shared() { own_shard().lock_shared(); }
-  void unlock_shared() { own_shard().unlock_shared(); }
+  void lock_shared() { pthread_rwlock_rdlock(&own_shard()); }
+  void unlock_shared() { pthread_rwlock_unlock(&own_shard()); }
 
   void lock() {
     for (Shard& shard : shards_) {
-      shard.mutex.lock();
+      pthread_rwlock_wrlock(&shard.mutex);
     }
   }
   void unlock() {
     for (Shard& shard : shards_) {
-      shard.mutex.unlock();
+      pthread_rwlock_unlock(&shard.mutex);
     }
   }
 
  private:
-  static constexpr std::size_t kShards = 32;
-  static constexpr std::size_t kCacheLine = 64;
+  static constexpr std::size_t kShards = 16;
+  static constexpr std::size_t kCacheLines = 128;  // processors fetch pairs
 
-  struct alignas(kCacheLine) Shard {
-    std::shared_mutex mutex;
+  // Not std::shared_mutex, in which readers that come one after the other keep
+  // a writer out for ever. No thread may lock for reading twice.
+  struct alignas(kCacheLines) Shard {
+    pthread_rwlock_t mutex = PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP;
   };
 
-  std::shared_mutex& own_shard() {
+  pthread_rwlock_t& own_shard() {
     // 0 until the thread comes first. Without the attribute every look costs
     // a call; libraries that a process loads late may have a few such words.
     [[gnu::tls_model("initial-exec")]] thread_local std::size_t number = 0;
