@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
@@ -54,6 +55,9 @@ void write_line(const std::string& line) {
   std::size_t left = line.size();
   while (left > 0) {
     const ssize_t written = ::write(STDERR_FILENO, next, left);
+    if (written < 0 && errno == EINTR) {
+      continue;
+    }
     if (written <= 0) {
       return;
     }

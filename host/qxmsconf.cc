@@ -27,6 +27,9 @@ namespace {
   return true;
 }();
 
+// Longer names come cut from the parser: none is taken for another.
+constexpr std::size_t kLongestSection = 48;
+
 struct Query {
   const char* section;
   const char* key;
@@ -53,7 +56,9 @@ int on_entry(void* context, const char* section, const char* name,
              const char* value) try {
   auto* query = static_cast<Query*>(context);
   if (query->section == nullptr) {
-    add_name(query, section);
+    if (*section != '\0') {  // lines before the first section have none
+      add_name(query, section);
+    }
   } else if (!same_name(section, query->section)) {
     return 1;
   } else if (query->key == nullptr) {
@@ -116,7 +121,8 @@ extern "C" unsigned long GetPrivateProfileString(
     const char* section, const char* key, const char* default_value,
     char* buffer, unsigned long size, const char* file) try {
   Query query{section, key};
-  if (file != nullptr) {
+  const bool cut = section != nullptr && std::strlen(section) > kLongestSection;
+  if (file != nullptr && !cut) {
     ini_parse(resolved(file).c_str(), on_entry, &query);
   }
   if (section == nullptr || key == nullptr) {
