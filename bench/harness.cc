@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -95,17 +96,40 @@ std::string key(const Row& row, const Side& side) {
   return row.name + "|" + side.name;
 }
 
+// How many units make a run that the clock can tell from others.
+benchmark::IterationCount units_of_run(const Work& work) {
+  using Clock = std::chrono::steady_clock;
+  constexpr auto kRun = std::chrono::microseconds(500);
+  for (std::size_t units = 1;; units *= 2) {
+    const auto begin = Clock::now();
+    work(units);
+    if (Clock::now() - begin >= kRun) {
+      return static_cast<benchmark::IterationCount>(units);
+    }
+  }
+}
+
+// Sides take turns in many short runs, of which the median counts: what else
+// the machine does falls on all of them alike, or out.
 Collector measure(const std::vector<Row>& rows) {
-  constexpr int kRepetitions = 5;
+  constexpr int kRepetitions = 301;
+  char program[] = "bench";
+  char interleaving[] = "--benchmark_enable_random_interleaving=true";
+  char* options[] = {program, interleaving, nullptr};
+  int count = 2;
+  benchmark::Initialize(&count, options);
   for (const auto& row : rows) {
     for (const auto& side : sides(row)) {
-      benchmark::RegisterBenchmark(key(row, side).c_str(),
-                                   [work = side.work](benchmark::State& state) {
-                                     while (state.KeepRunningBatch(64)) {
-                                       work(64);
-                                     }
-                                   })
+      const auto units = units_of_run(side.work);
+      benchmark::RegisterBenchmark(
+          key(row, side).c_str(),
+          [work = side.work, units](benchmark::State& state) {
+            while (state.KeepRunningBatch(units)) {
+              work(static_cast<std::size_t>(units));
+            }
+          })
           ->Threads(side.threads)
+          ->Iterations(units)
           ->UseRealTime()
           ->Repetitions(kRepetitions)
           ->ReportAggregatesOnly(true);
