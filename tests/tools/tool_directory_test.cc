@@ -39,6 +39,10 @@ class ToolDirectory : public test::ClientTest {
   void check(const std::vector<test::ToolCase>& cases) const {
     test::check_tool(cases, surroundings_);
   }
+  [[nodiscard]] std::string where() const {
+    return "directory " + directory().host() + " port " +
+           std::to_string(directory().port());
+  }
   [[nodiscard]] ToolRun run(const std::string& line) const {
     return test::run_tool(line, surroundings_);
   }
@@ -79,6 +83,7 @@ TEST_F(ToolDirectory, ListsWhatItHolds) {
       {"list", 0, all},
       {"list tuning", 0, tuning},
       {"list elsewhere/*", 0, "? Elsewhere/HostName=mx\n"},
+      {"list Elsewhere", 0, "? Elsewhere/HostName=mx\n"},
       {"list Tun*/port", 0, "? Tuning/Port=389\n"},
       {"list LocalMail --all", 0,
        "LocalMail/HomeDir\nLocalMail/TimeRetry=5\nLocalMail/TimeRetry=6\n"},
@@ -105,7 +110,9 @@ TEST_F(ToolDirectory, ListsWhatItHolds) {
 
 TEST_F(ToolDirectory, KeepsPasswordsToItself) {
   add("cn=Ldap", {{0, "Password", "pssst"}, {0, "UserName", "5"}});
+  add("cn=Pop", {{0, "Password;lang-en", "psst"}});
   check({
+      {"list Pop", 0, "? Pop/Password;lang-en=********\n"},
       {"list Ldap", 0, "Ldap/UserName=5\nLdap/Password=********\n"},
       {"list Ldap/pass* --secrets", 0, "Ldap/Password=pssst\n"},
       {"list Ldap/Pass* --json", 0,
@@ -136,12 +143,24 @@ TEST_F(ToolDirectory, SaysWhoWasNotLetIn) {
             std::string::npos)
       << refused;
   surroundings_.names["CONFIGAPI_BINDDN"] = std::string(64, 'u');
-  EXPECT_EQ(run("list").exit, 4) << "too long for the library";
+  check({{"list", 2, "",
+          "configapi: the bind DN (-D) has more than 63 bytes\n"}});
   surroundings_.names.erase("CONFIGAPI_BINDDN");
   surroundings_.names.erase("CONFIGAPI_PASSFILE");
-  check({{"get Tuning/DNStimeout", 1, "",
-          "configapi: Tuning/DNStimeout is not set, or not shown to a session "
-          "without a bind (-D, -y)\n"}});
+  check({{"get Tuning/DNStimeout", 5, "",
+          "configapi: " + where() +
+              " refused the search of a session without a bind (-D, -y)\n"}});
+}
+
+TEST_F(ToolDirectory, TellsARefusalFromNothingFound) {
+  constexpr int kServersLimit = 500;
+  for (int i = 0; i <= kServersLimit; ++i) {
+    add("cn=" + std::to_string(i));
+  }
+  check({{"list Tuning", 5, "",
+          "configapi: " + where() +
+              " refused the search, or has more entries than it shows at "
+              "once\n"}});
 }
 
 TEST_F(ToolDirectory, LogsOnRequest) {

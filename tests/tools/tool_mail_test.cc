@@ -32,6 +32,10 @@ TEST(ToolAddresses, ShowsTheParts) {
        "  domain   d\n"},
       {"addresses 'a b' x@y", 1, "x@y\n  local    x\n  domain   y\n",
        "configapi: no address in 'a b'\n"},
+      // A word in brackets is no list of words.
+      {"addresses '[a@b, c@d]' '[]' '{}'", 1, "{}\n  local    {}\n",
+       "configapi: no address in '[a@b, c@d]'\n"
+       "configapi: no address in '[]'\n"},
       {"--json addresses a@b,", 0,
        R"({"text":"a@b,","recipients":[{"address":"a@b","phrase":"",)"
        R"("local":"a","domain":"b","comment":"","written":"a@b"}]})"
@@ -75,6 +79,11 @@ TEST(ToolAddresses, SaysWhatWasLeftOut) {
        "offset 5: there is no address before this ','; 'x@y' is left out\n"},
       {"a@[1.2.3.4, x@y",
        "offset 2: nothing closes this '['; 'a@[' is left out\n"},
+      {"<" + std::string(253, 'a') + ">@b c@d",
+       "offset 258: 'c' cannot stand here; '@b c@d' is left out\n"},
+      {"T: " + half + "@b, " + half + "@c, d@e;",
+       "offset 0: 1 of the group's 3 mailboxes are left out: its form has no "
+       "room for them\n"},
       {"a@b (c", "offset 4: nothing closes this '('; 'a@b (' is left out\n"},
       {"say \"hi \\\" there",
        "offset 4: nothing of the list is read: nothing closes this double "

@@ -44,6 +44,9 @@ std::string nearest_address(std::string_view section, std::string_view key) {
   std::string nearest;
   std::size_t least = typing_tolerance(key) + 1;
   for (const Setting& setting : all_settings()) {
+    if (length_difference(key, setting.key->key) >= least) {
+      continue;
+    }
     const std::size_t distance =
         typing_distance(key, setting.key->key) +
         std::min(typing_distance(section, setting.section), kWrongSection);
@@ -95,6 +98,10 @@ Selection::Selection(std::string_view word)
 
 bool Selection::matches(std::string_view section, std::string_view key) const {
   return glob_matches(section_, section) && glob_matches(key_, key);
+}
+
+bool Selection::names(std::string_view section) const {
+  return !has_slash_ && section_ == "*" && glob_matches(key_, section);
 }
 
 std::vector<Setting> Selection::settings() const {

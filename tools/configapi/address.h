@@ -42,6 +42,10 @@ class Selection {
   // The settings of the schema that match, in its order.
   [[nodiscard]] std::vector<Setting> settings() const;
 
+  // Whether the word, which is no section of the schema, is this one's name:
+  // a directory may have sections of its own.
+  [[nodiscard]] bool names(std::string_view section) const;
+
   // Whether the word may stand for many settings.
   [[nodiscard]] bool is_glob() const;
 

@@ -34,6 +34,10 @@ Deadline::Deadline(unsigned seconds, const Failure& failure,
   struct sigaction action {};
   action.sa_handler = on_deadline;
   sigaction(SIGALRM, &action, nullptr);
+  sigset_t alarm_only;
+  sigemptyset(&alarm_only);
+  sigaddset(&alarm_only, SIGALRM);
+  sigprocmask(SIG_UNBLOCK, &alarm_only, nullptr);  // masks are inherited
   alarm(seconds);
 }
 

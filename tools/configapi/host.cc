@@ -49,6 +49,10 @@ void show_log() {
   log_shown = true;
 }
 
+void hide_log() {
+  log_shown = false;
+}
+
 std::string take_last_error() {
   const std::lock_guard lock(error_mutex);
   return std::exchange(last_error, {});

@@ -11,6 +11,9 @@ namespace configapi::tool {
 // when CONFIGAPI_LOG_LEVEL is set or after this call.
 void show_log();
 
+// From now on they do not, whatever was said before.
+void hide_log();
+
 // The text of the last error (level 1) that the library logged, and forgets
 // it; empty when there was none. It says why a call failed.
 std::string take_last_error();

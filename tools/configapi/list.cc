@@ -104,7 +104,8 @@ void run(const ListOptions& options, Tool* tool) {
   bool any = false;
   for (const Holding& holding : holdings.all()) {
     const bool wanted = options.unset_too || !holding.values.empty();
-    if (wanted && selection.matches(holding.section, holding.key)) {
+    if (wanted && (selection.matches(holding.section, holding.key) ||
+                   selection.names(holding.section))) {
       printer.print(holding);
       any = true;
     }

@@ -49,10 +49,18 @@ void add_connection(CLI::App* app, Connection* connection) {
 }
 
 void add_common(CLI::App* app, Tool* tool) {
-  add_connection(app, &tool->connection);
-  app->add_flag("-q", tool->output.quiet, "Say nothing on standard error");
+  // The first ones, for they are evaluated in this order, and say how a wrong
+  // value of the others is told.
+  app->add_flag_callback(
+      "-q",
+      [tool] {
+        tool->output.quiet = true;
+        hide_log();
+      },
+      "Say nothing on standard error");
   app->add_flag("--json", tool->output.json, "Print one JSON object per line");
   app->add_flag_callback("-v", show_log, "Show the library's log lines");
+  add_connection(app, &tool->connection);
   app->set_version_flag("--version", "configapi " CONFIGAPI_VERSION);
 }
 

@@ -12,6 +12,10 @@ char folded(char c) {
 
 }  // namespace
 
+std::size_t length_difference(std::string_view a, std::string_view b) {
+  return a.size() < b.size() ? b.size() - a.size() : a.size() - b.size();
+}
+
 bool same_name(std::string_view a, std::string_view b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                     [](char x, char y) { return folded(x) == folded(y); });
@@ -52,6 +56,9 @@ std::string nearest_name(std::string_view word,
   std::string nearest;
   std::size_t least = typing_tolerance(word) + 1;
   for (const auto& candidate : candidates) {
+    if (length_difference(word, candidate) >= least) {
+      continue;
+    }
     const std::size_t distance = typing_distance(word, candidate);
     if (distance < least) {
       least = distance;

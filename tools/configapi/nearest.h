@@ -13,6 +13,9 @@ namespace configapi::tool {
 // Equal but for the case of ASCII letters.
 bool same_name(std::string_view a, std::string_view b);
 
+// A lower bound of their distance that costs nothing.
+std::size_t length_difference(std::string_view a, std::string_view b);
+
 // How many slips of the finger lie between two names: a letter too many, one
 // missing, one wrong, two neighbours exchanged. Letter case (ASCII) is free.
 // Takes time in proportion to the product of the lengths.

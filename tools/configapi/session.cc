@@ -35,6 +35,20 @@ std::vector<Entry> copied(const SearchReq* list) {
 // What the library logs when the server answered a bind, and said no.
 constexpr std::string_view kBindRefused = "Error on ldap_resul2error";
 
+// What it logs when a search failed, which finding nothing does not.
+constexpr std::string_view kSearchFailed = "ldap_search failed";
+
+// The most bytes that the library takes of a host, DN or password.
+constexpr std::size_t kLongestField = 63;
+
+void require_short(const char* what, const std::string& text) {
+  if (text.size() > kLongestField) {
+    throw Failure(ExitCode::kUsage, std::string(what) + " has more than " +
+                                        std::to_string(kLongestField) +
+                                        " bytes");
+  }
+}
+
 }  // namespace
 
 Session::Session(const Connection& connection, const Output& output)
@@ -48,6 +62,9 @@ Session::Session(const Connection& connection, const Output& output)
   if (!connection_.bind_dn.empty()) {
     password = read_password(connection_.password_file);
   }
+  require_short("the host (-H)", connection_.host);
+  require_short("the bind DN (-D)", connection_.bind_dn);
+  require_short("the password (-y)", password);
   connect();
   if (!connection_.bind_dn.empty()) {
     bind(&password);
@@ -80,6 +97,7 @@ void Session::bind(std::string* password) {
 
 std::optional<std::string> Session::read(const Setting& setting) {
   const Deadline deadline(connection_.seconds, no_answer(), output_);
+  take_last_error();
   std::array<char, kValueSize> value{};
   unsigned long type = 0;
   const int code =
@@ -87,8 +105,8 @@ std::optional<std::string> Session::read(const Setting& setting) {
                              value.data(), value.size(), &type);
   // Code 3 is said of a section without an entry and of a directory that has
   // gone away alike; an entry that lacks the key gives an empty text.
-  if (code != 0 && !answers()) {
-    throw unreachable("does not answer");
+  if (code != 0) {
+    require_found_nothing();
   }
   if (code != 0 || value.front() == '\0') {
     return std::nullopt;
@@ -98,15 +116,29 @@ std::optional<std::string> Session::read(const Setting& setting) {
 
 std::vector<Entry> Session::entries() {
   const Deadline deadline(connection_.seconds, no_answer(), output_);
+  take_last_error();
   const SearchResult found =
       search(nullptr, kSubtree, "(objectclass=qxconfig)");
   if (found != nullptr) {
     return copied(found.get());
   }
+  require_found_nothing();
+  return {};
+}
+
+// REQUIRES: the last error had been taken before the search.
+void Session::require_found_nothing() {
+  const bool failed = take_last_error() == kSearchFailed;
   if (!answers()) {
     throw unreachable("does not answer");
   }
-  return {};
+  if (failed) {
+    throw Failure(ExitCode::kRefused,
+                  directory() + " refused the search" +
+                      (connection_.bind_dn.empty()
+                           ? " of a session without a bind (-D, -y)"
+                           : ", or has more entries than it shows at once"));
+  }
 }
 
 // A search that failed and one that found nothing have the same code. The
@@ -130,9 +162,12 @@ Failure Session::no_answer() const {
 }
 
 Failure Session::unreachable(const std::string& what) const {
-  return {ExitCode::kUnreachable, "directory " + connection_.host + " port " +
-                                      std::to_string(connection_.port) + " " +
-                                      what};
+  return {ExitCode::kUnreachable, directory() + " " + what};
+}
+
+std::string Session::directory() const {
+  return "directory " + connection_.host + " port " +
+         std::to_string(connection_.port);
 }
 
 std::string read_table(const Setting& setting) {

@@ -64,6 +64,8 @@ class Session {
   void connect();
   void bind(std::string* password);
   bool answers();
+  void require_found_nothing();
+  [[nodiscard]] std::string directory() const;
   [[nodiscard]] Failure no_answer() const;
   [[nodiscard]] Failure unreachable(const std::string& what) const;
 

@@ -25,6 +25,7 @@ void add_schema(Json* row, const Setting& setting) {
 
 bool is_secret(std::string_view key) {
   constexpr std::string_view kSecret = "Password";
+  key = key.substr(0, key.find(';'));  // an attribute's options follow it
   return key.size() >= kSecret.size() &&
          same_name(key.substr(key.size() - kSecret.size()), kSecret);
 }

@@ -34,7 +34,10 @@ Form form_of(unsigned char lead) {
 bool is_printable(char32_t c) {
   const bool control = c < 0x20 || (c >= 0x7F && c < 0xA0);
   const bool surrogate = c >= 0xD800 && c < 0xE000;
-  return !control && !surrogate && c <= 0x10FFFF;
+  // Marks that turn the direction of what follows.
+  const bool turns =
+      (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+  return !control && !surrogate && !turns && c <= 0x10FFFF;
 }
 
 }  // namespace
