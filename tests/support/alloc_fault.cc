@@ -22,15 +22,19 @@ void* __real_malloc(std::size_t size);
 void* __real_calloc(std::size_t count, std::size_t size);
 void* __real_realloc(void* memory, std::size_t size);
 
-void* __wrap_malloc(std::size_t size) {
+// Visible, for the linker also asks them of shared libraries on its line.
+
+[[gnu::visibility("default")]] void* __wrap_malloc(std::size_t size) {
   return fails_now() ? nullptr : __real_malloc(size);
 }
 
-void* __wrap_calloc(std::size_t count, std::size_t size) {
+[[gnu::visibility("default")]] void* __wrap_calloc(std::size_t count,
+                                                   std::size_t size) {
   return fails_now() ? nullptr : __real_calloc(count, size);
 }
 
-void* __wrap_realloc(void* memory, std::size_t size) {
+[[gnu::visibility("default")]] void* __wrap_realloc(void* memory,
+                                                    std::size_t size) {
   return fails_now() ? nullptr : __real_realloc(memory, size);
 }
 }
