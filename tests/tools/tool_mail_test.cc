@@ -85,7 +85,7 @@ TEST(ToolAddresses, SaysWhatWasLeftOut) {
        "offset 0: 1 of the group's 3 mailboxes are left out: its form has no "
        "room for them\n"},
       {"a@b (c", "offset 4: nothing closes this '('; 'a@b (' is left out\n"},
-      {"say \"hi \\\" there",
+      {R"(say "hi \" there)",
        "offset 4: nothing of the list is read: nothing closes this double "
        "quote\n"},
       {"Team:;", "offset 5: ';' cannot stand here; 'Team:;' is left out\n"},
