@@ -15,7 +15,7 @@
 #include "rfc822/header_fixture.h"
 #include "rfc822/line_ends.h"
 
-using namespace std::string_literals;  // NOLINT(google-build-using-namespace)
+using namespace std::string_literals;
 
 namespace {
 

@@ -1,12 +1,14 @@
 #include <configapi/rfc822.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 #include "support/temp_folder.h"
 
-using namespace std::string_literals;  // NOLINT(google-build-using-namespace)
+using namespace std::string_literals;
 
 namespace {
 
@@ -84,6 +86,30 @@ TEST(Mailbox, IsReadUpToTheNextEnvelopeLine) {
     }
     std::fclose(stream);
   }
+}
+
+// A stream of this text, behind which reading fails.
+ssize_t read_or_fail(void* rest, char* buffer, std::size_t size) {
+  auto* text = static_cast<std::string_view*>(rest);
+  if (text->empty()) {
+    errno = EIO;
+    return -1;
+  }
+  const std::size_t count = text->copy(buffer, size);
+  text->remove_prefix(count);
+  return static_cast<ssize_t>(count);
+}
+
+TEST(Mailbox, EndsWhereItCannotBeRead) {
+  // The line before it leaves an envelope line in the buffer but for the F.
+  std::string_view text = ">From a@b Mon Jan  1 10:00:00 1998\nF";
+  std::FILE* stream =
+      fopencookie(&text, "r", {read_or_fail, nullptr, nullptr, nullptr});
+  long end = 0;
+  unsigned lines = 0;
+  EXPECT_EQ(ParseBody(stream, &end, &lines), -1);
+  EXPECT_NE(std::ferror(stream), 0);
+  std::fclose(stream);
 }
 
 }  // namespace
