@@ -144,7 +144,8 @@ CONFIGAPI_EXPORT void Free822Header(Header822* hdr);
 // A record may be filled by several calls: a text and the date stay as the
 // first header of their kind had them, whereas the recipients of address
 // headers, `received` and `other` are appended to. A date that is not to be
-// read is replaced by the present time. A header for which memory is out is
+// read is replaced by the present time, in the zone that the process had at
+// the first such date or has set since. A header for which memory is out is
 // not filed ("malloc failed.", source "ParseLine"), and reading goes on.
 //
 // A header is joined to at most 63 * 1024 - 1 bytes. A longer first line is

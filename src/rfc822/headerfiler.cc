@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <mutex>
 
 #include "base/ascii.h"
 #include "base/heap_text.h"
@@ -128,7 +129,10 @@ std::size_t unfold(char* text, std::size_t length) {
 
 // False when the present time lies outside the years of a UTC_DATE.
 bool read_clock(UTC_DATE* date) {
-  tzset();  // ctime_r() need not, and the record takes the zone
+  // ctime_r() need not read the zone, which the record takes. Read once: other
+  // threads may look at it meanwhile.
+  static std::once_flag zone;
+  std::call_once(zone, tzset);
   const std::time_t now = std::time(nullptr);
   std::array<char, 64> text{};
   return ctime_r(&now, text.data()) != nullptr &&
