@@ -320,10 +320,15 @@ void expect_agreement(const Texts& pieces, std::size_t longest) {
   }
 }
 
+// Where few lists are asked for, as under a sanitizer, all is shorter.
+const std::size_t kLess =
+    std::getenv("CONFIGAPI_SOUP_LISTS") != nullptr ? 1 : 0;
+
 TEST(Referee, EverySequenceOfTokens) {
-  expect_agreement({"a", " b", "@", ".", "<", ">", ":", ",", ";", "\"q\""}, 5);
-  expect_agreement({"(", ")", "\"", "\\"}, 7);
-  expect_agreement({"(", ")", "[", "]", "\\", "a "}, 5);
+  expect_agreement({"a", " b", "@", ".", "<", ">", ":", ",", ";", "\"q\""},
+                   5 - kLess);
+  expect_agreement({"(", ")", "\"", "\\"}, 7 - kLess);
+  expect_agreement({"(", ")", "[", "]", "\\", "a "}, 5 - kLess);
 }
 
 // The corpus writes control bytes as \\, \n, \r, \t and \xNN.
