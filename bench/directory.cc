@@ -32,7 +32,7 @@ cConfig& config() {
     std::string host = variable("CONFIGAPI_HOST");
     std::string dn = variable("CONFIGAPI_BINDDN");
     std::string secret = password();
-    const int port = std::atoi(variable("CONFIGAPI_PORT").c_str());
+    const int port = std::stoi(variable("CONFIGAPI_PORT"));
     if (one->ldapClientConnect(host.data(), port) != 0 ||
         one->ldapClientBind(dn.data(), secret.data()) != 0) {
       std::fprintf(stderr, "bench_directory: no directory\n");

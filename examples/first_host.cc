@@ -61,7 +61,8 @@ int main(int argc, char** argv) {
   std::getline(file, password);
 
   cConfig config;
-  if (config.ldapClientConnect(argv[1], std::atoi(argv[2])) != 0 ||
+  if (config.ldapClientConnect(
+          argv[1], static_cast<int>(std::strtol(argv[2], nullptr, 10))) != 0 ||
       config.ldapClientBind(argv[3], password.data()) != 0) {
     return 4;
   }

@@ -19,7 +19,7 @@ inline std::string formatted(const UTC_DATE& date) {
   const std::unique_ptr<char[]> out(new char[64]);
   const int result = UTC2rfc(&copy, out.get());
   require(std::memchr(out.get(), '\0', 64) != nullptr);
-  require((result == 1) == (*out.get() != '\0'));
+  require((result == 1) == (out[0] != '\0'));
   require(std::memcmp(&copy, &date, sizeof date) == 0);
   return out.get();
 }

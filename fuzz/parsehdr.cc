@@ -12,7 +12,7 @@
 // there.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
-  constexpr std::size_t kLongestHeader = 63 * 1024;
+  constexpr std::size_t kLongestHeader = std::size_t{63} * 1024;
   constexpr std::size_t kDateText = 64;
   fuzz::require(InitLineIO() == 0);
   fuzz::MemoryFile file(fuzz::view(data, size));
