@@ -292,8 +292,8 @@ class Soup {
 TEST(Referee, SoupOfTokens) {
   const char* count = std::getenv("CONFIGAPI_SOUP_LISTS");
   const char* seed = std::getenv("CONFIGAPI_SOUP_SEED");
-  Soup soup(seed != nullptr ? static_cast<unsigned>(std::atol(seed)) : 822);
-  long left = count != nullptr ? std::atol(count) : 200000;
+  Soup soup(seed != nullptr ? static_cast<unsigned>(std::stol(seed)) : 822);
+  long left = count != nullptr ? std::stol(count) : 200000;
   while (left > 0 && agree(soup.list())) {
     --left;
   }

@@ -17,6 +17,7 @@ bool fails_now() {
 
 }  // namespace
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the names that the linker makes
 extern "C" {
 void* __real_malloc(std::size_t size);
 void* __real_calloc(std::size_t count, std::size_t size);
@@ -38,6 +39,7 @@ void* __real_realloc(void* memory, std::size_t size);
   return fails_now() ? nullptr : __real_realloc(memory, size);
 }
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace test {
 
