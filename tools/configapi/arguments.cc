@@ -24,11 +24,12 @@ std::string take_guard(std::string& word) {  // NOLINT(*-reference): CLI11's
 
 // Values are freed of their guards before anything else looks at them.
 void take_guards(CLI::App* app) {
-  for (CLI::Option* option : app->get_options()) {
-    option->transform(CLI::Validator(take_guard, "", "guard"));
-  }
-  for (CLI::App* command : app->get_subcommands({})) {
-    take_guards(command);
+  auto commands = app->get_subcommands({});
+  commands.push_back(app);
+  for (CLI::App* command : commands) {
+    for (CLI::Option* option : command->get_options()) {
+      option->transform(CLI::Validator(take_guard, "", "guard"));
+    }
   }
 }
 

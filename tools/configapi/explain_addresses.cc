@@ -182,7 +182,7 @@ unsigned count_mailboxes(std::string group) {
   while (token.code > kEnd && token.code != kColon) {
     token = next_token();
   }
-  const std::size_t inner = static_cast<std::size_t>(token.end - group.data());
+  const auto inner = static_cast<std::size_t>(token.end - group.data());
   return count_recipients(group.substr(inner, group.rfind(';') - inner));
 }
 
