@@ -73,7 +73,7 @@ class DateWalk {
   Fault month();
   Fault year();
   Fault time(bool in_range);
-  Fault calendar() const;
+  [[nodiscard]] Fault calendar() const;
 
   std::string_view text_;
   std::size_t at_ = 0;
@@ -94,7 +94,7 @@ int DateWalk::number() {
 
 Remark DateWalk::fault(std::size_t at, const std::string& text) const {
   const std::string_view tail = text_.substr(at);
-  const auto end = std::find_if(tail.begin(), tail.end(), is_space);
+  const auto* const end = std::find_if(tail.begin(), tail.end(), is_space);
   const auto length = static_cast<std::size_t>(end - tail.begin());
   return {text, at, std::string(tail.substr(0, length))};
 }
@@ -183,11 +183,11 @@ Fault DateWalk::rfc822() {
     run(is_separator);
   }
   for (const auto step : {&DateWalk::day, &DateWalk::month, &DateWalk::year}) {
-    if (const Fault found = (this->*step)()) {
+    if (Fault found = (this->*step)()) {
       return found;
     }
   }
-  if (const Fault found = calendar()) {
+  if (Fault found = calendar()) {
     return found;
   }
   return time(true);
@@ -202,7 +202,7 @@ Fault DateWalk::ctime() {
   at_ = blank;
   run(is_space);
   for (const auto step : {&DateWalk::month, &DateWalk::day}) {
-    if (const Fault found = (this->*step)()) {
+    if (Fault found = (this->*step)()) {
       return found;
     }
   }
@@ -222,7 +222,7 @@ std::string_view zone_of(std::string_view text) {
   if (text.starts_with('+') || text.starts_with('-')) {
     return text.substr(0, kSignAndDigits);
   }
-  const auto end = std::find_if_not(text.begin(), text.end(), is_letter);
+  const auto* const end = std::find_if_not(text.begin(), text.end(), is_letter);
   return text.substr(0, static_cast<std::size_t>(end - text.begin()));
 }
 

@@ -15,7 +15,7 @@ namespace configapi::tool {
 namespace {
 
 // The library joins a header to at most 63 blocks.
-constexpr std::size_t kHeaderLimit = 63 * 1024;
+constexpr std::size_t kHeaderLimit = std::size_t{63} * 1024;
 constexpr std::string_view kJoin = "\r\n\t";
 constexpr std::string_view kBlanks = " \t\n\v\f\r";
 constexpr int kUnfolded = 2;  // the flag of the header-name table
@@ -53,7 +53,7 @@ Kind kind_of(const HdrName* row) {
 // The row of a header, whose name takes along the character that ends it: any
 // with a ':' is one of "other" at least.
 const HdrName* row_of(std::string_view name) {
-  const HdrName* row = static_cast<const HdrName*>(_htbl);
+  const auto* row = static_cast<const HdrName*>(_htbl);
   while (row->key != nullptr && !same_name(row->key, name) &&
          !(name.ends_with(':') && same_name(row->key, "other:"))) {
     ++row;
