@@ -96,11 +96,11 @@ Failure usage_failure(const CLI::App& app, const CLI::ParseError& error) {
 
 ExitCode parse_and_run(CLI::App* app, int argc, char** argv, Tool* tool) try {
   parse_words(app, argc, argv);
-  tool->output.finish();
+  Output::finish();
   return tool->result;
 } catch (const CLI::Success& success) {  // --help, --version
   const int done = app->exit(success);
-  tool->output.finish();
+  Output::finish();
   return static_cast<ExitCode>(done);
 } catch (const CLI::ParseError& error) {
   throw usage_failure(*app, error);

@@ -68,7 +68,7 @@ void Output::object(const Json& object) const {
   write(on_one_line(object));
 }
 
-void Output::finish() const {
+void Output::finish() {
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     output_failed();
   }

@@ -43,7 +43,7 @@ class Output {
 
   // Hands over what is still buffered. Throws a Failure when not everything
   // that was printed could be written.
-  void finish() const;
+  static void finish();
 
   // Reports a failure on standard error, unless quiet.
   void error(const Failure& failure) const;

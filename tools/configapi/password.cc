@@ -82,7 +82,7 @@ class HeldSignals {
   HeldSignals& operator=(HeldSignals&&) = delete;
 
   // Waits for something to read; false when a signal came first.
-  bool wait_readable(int fd) const {
+  [[nodiscard]] bool wait_readable(int fd) const {
     pollfd input{fd, POLLIN, 0};
     return ppoll(&input, 1, nullptr, &old_mask_) > 0;
   }
