@@ -51,6 +51,7 @@ void require_short(const char* what, const std::string& text) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(modernize-pass-by-value): one copy in a whole run
 Session::Session(const Connection& connection, const Output& output)
     : connection_(connection), output_(output) {
   if (connection_.bind_dn.empty() != connection_.password_file.empty()) {
