@@ -51,6 +51,7 @@ bool copy_values(const berval& name, std::span<const berval> values,
   if (!std::all_of(values.begin(), values.end(), is_text)) {
     return true;
   }
+  // NOLINTNEXTLINE(readability-use-anyofallof): the loop appends
   for (const berval& value : values) {
     attrval* const record = *end;
     copy_field(record->name, view(name));
