@@ -143,7 +143,7 @@ TEST(ToolDate, ReadsAndWrites) {
            R"(in digits, should stand here","exit":1})"
            "\n"},
       },
-      {.names = {{"TZ", "XXX-5:30"}}});
+      {.names = {{"TZ", "IST-5:30"}}});
 }
 
 }  // namespace
