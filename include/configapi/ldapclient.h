@@ -9,7 +9,9 @@
 // A server that hangs up makes operations fail and raises no SIGPIPE in the
 // host; a signal that the host handles does not end a wait. Whatever failed,
 // the object can be unbound and connected again. Referrals are followed
-// without credentials, as the LDAP library does by default.
+// without credentials, as the LDAP library does by default; on the connections
+// that it opens for them a hang-up may raise SIGPIPE. A limit on waiting does
+// not hold once a server has begun a message and stops in the middle of it.
 //
 // Lists end with a record that is all zero and carries no data: walk a list
 // while the current record's `next` is not null. N values make N + 1 records.
