@@ -83,7 +83,8 @@ class CONFIGAPI_EXPORT ldapClient {
   //
   // Returns 0, or 4 with a log line that gives errno when the connection fails
   // (0: no such host), the host name has 64 bytes or more (ENAMETOOLONG) or the
-  // port is more than 65535 (EINVAL); the object is then unconnected. Waits as long as the system's connect().
+  // port is more than 65535 (EINVAL); the object is then unconnected. Waits as
+  // long as the system's connect().
   int ldapClientConnect(char* host, int port);
 
   // Authenticates with a simple bind (RFC 4513 section 5.1) and waits up to
@@ -143,9 +144,9 @@ class CONFIGAPI_EXPORT ldapClient {
   // value of `newName`, which may be a DN, an RDN or a bare value, under the
   // same parent; the old naming value goes. The values are what dn_check()
   // takes from both names, as they stand there: special characters of the new
-  // one are to be escaped (RFC 4514), and neither can hold a ','. An entry whose
-  // own name has escapes cannot be renamed: the server is asked to delete the
-  // value as the name spells it, and refuses.
+  // one are to be escaped (RFC 4514), and neither can hold a ','. An entry
+  // whose own name has escapes cannot be renamed: the server is asked to delete
+  // the value as the name spells it, and refuses.
   //
   // First cn's values are exchanged by a modify, then the RDN. Version 3
   // servers refuse the modify (codes 64 and 67), which is logged, and exchange
