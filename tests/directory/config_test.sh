@@ -43,7 +43,7 @@ cn: config
 olcPidFile: $folder/pid
 olcArgsFile: $folder/args
 
-dn: cn=module,cn=config
+dn: cn=module{0},cn=config
 objectClass: olcModuleList
 cn: module
 olcModulePath: /usr/lib/ldap
@@ -76,7 +76,7 @@ END
 }
 
 start_server() {
-  mkdir "$folder/config" "$folder/nodomain" "$folder/data"
+  mkdir "$folder"/{config,nodomain,data,data-log}
   initial_configuration | slapadd -n 0 -F "$folder/config"
   (
     ulimit -Sn 1024
@@ -122,10 +122,15 @@ check_access() {
   printf 'dn: cn=Ldap\nobjectClass: qxconfig\nPassword: hidden\n' |
     as uid=gateway ldapadd
   as uid=gateway ldapsearch -LLL -b '' '(cn=Ldap)' | grep -x 'Password: hidden'
-  if ldapsearch -x -H "$url" -LLL -b '' '(cn=Ldap)' | grep .; then
-    echo "a setting is shown to everybody"
-    return 1
-  fi
+  as uid=gateway ldapsearch -LLL -b cn=log '(reqDN=cn=Ldap)' |
+    grep -x 'reqMod: Password:+ hidden'
+  local base
+  for base in '' cn=log; do
+    if ldapsearch -x -H "$url" -LLL -b "$base" | grep .; then
+      echo "settings are shown to everybody"
+      return 1
+    fi
+  done
 }
 
 start_server

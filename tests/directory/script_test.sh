@@ -49,9 +49,10 @@ expect() {
 # Prints one of the values that "env" gives.
 value() { "$script" env | sed -n "s/^export CONFIGAPI_$1=//p"; }
 
-whoami_there() {
-  ldapwhoami -x -H "ldap://$(value HOST):$(value PORT)" -D "$(value BINDDN)" \
-    -y "$(value PASSFILE)"
+# as_gateway [PROGRAM ARGUMENT...] runs an LDAP program as the gateway.
+as_gateway() {
+  "${1:-ldapwhoami}" -x -H "ldap://$(value HOST):$(value PORT)" -D "$(value BINDDN)" \
+    -y "$(value PASSFILE)" "${@:2}" >/dev/null
 }
 
 # A process that has ended may stay in the list until its parent looks.
@@ -89,7 +90,7 @@ start_and_stop() {
   begin "start and stop"
   expect 0 "$script" start
   expect 0 "$script" status
-  expect 0 whoami_there
+  expect 0 as_gateway
   expect 0 "$script" env
   port=$(value PORT)
   folder=$(dirname "$(value PASSFILE)")
@@ -102,6 +103,19 @@ export CONFIGAPI_TIMEOUT" ]] || complain "env: $(cat "$scratch/out")"
   [[ $(value PORT) == "$port" ]] || complain "a second start took another port"
   expect 0 "$script" stop
   [[ ! -e $folder && ! -e $state ]] || complain "something stays behind"
+  expect 0 "$script" stop
+}
+
+same_data_after_cycle() {
+  local port
+  begin "cycle"
+  expect 1 "$script" cycle
+  expect 0 "$script" start
+  port=$(value PORT)
+  printf 'dn: cn=Tuning\nobjectClass: qxconfig\n' | as_gateway ldapadd
+  expect 0 "$script" cycle
+  [[ $(value PORT) == "$port" ]] || complain "it came back elsewhere"
+  expect 0 as_gateway ldapsearch -b cn=Tuning
   expect 0 "$script" stop
 }
 
@@ -121,7 +135,7 @@ stale_record() {
   printf '%s 20000 %s\n' "$stranger" "$folder" >"$state/server"
   expect 1 "$script" status
   expect 0 "$script" start
-  expect 0 whoami_there
+  expect 0 as_gateway
   expect 0 "$script" stop
   kill "$stranger" || complain "a process of somebody else was ended"
   [[ ! -e $folder && ! -e $state ]] || complain "something stays behind"
@@ -144,7 +158,7 @@ at_once() {
   done
   wait
   for n in '' 1 2 3; do
-    CONFIGAPI_DIRECTORY=$state$n expect 0 whoami_there
+    CONFIGAPI_DIRECTORY=$state$n expect 0 as_gateway
   done
   (($(cat "$state"{,1,2,3}/server | cut -d' ' -f2 | sort -u | wc -l) == 4)) ||
     complain "the servers share ports"
@@ -169,7 +183,7 @@ taken_port() {
   PATH=$scratch/bin:$PATH expect 0 "$script" start
   [[ -d $scratch/tried ]] || complain "the port was never tried"
   [[ $(value PORT) != "$taken" ]] || complain "the port is said to be ours"
-  expect 0 whoami_there
+  expect 0 as_gateway
   expect 0 "$script" stop
   CONFIGAPI_DIRECTORY=${state}1 expect 0 "$script" stop
 }
@@ -185,6 +199,7 @@ failed_start() {
 
 without_server
 start_and_stop
+same_data_after_cycle
 stale_record
 at_once
 taken_port
