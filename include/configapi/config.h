@@ -87,6 +87,73 @@ CONFIGAPI_EXPORT unsigned long str2ul(char* name);
 CONFIGAPI_EXPORT const char* ul2str(unsigned long code);
 CONFIGAPI_EXPORT const char* ul2strflg(unsigned long flag);
 
+// Validation: whether a text may be a setting's value. Letters and white space
+// are the classes of the process's locale (LC_CTYPE), a byte of 0xFF being in
+// none; digits are '0' to '9'. Nothing is logged, and only addresses allocate.
+
+// Judges a value by the type of its key.
+//
+// Returns what valid8_type() returns for the type that getBufferFromTable()
+// tells, or 3 when the table does not know the address: the value, which may
+// be null, is then not looked at.
+CONFIGAPI_EXPORT int valid8(char* section, char* key, char* value);
+
+// Judges a value, or null, by a type code: 0 when it is valid, -1 when not or
+// when there is no such type, 1 for TYPE_STRING_LIST, whatever the value. Null
+// is valid for TYPE_NUMBER_NZ, TYPE_STRING_N and TYPE_RRQ.
+//
+//   TYPE_BOOLEAN_TF      TRUE or FALSE; as for _YN, letter case is ignored
+//   TYPE_BOOLEAN_YN      YES or NO
+//   TYPE_BOOLEAN_01      0 or 1
+//   TYPE_DATE            nn/nn/nnnn, each n a digit; no range is checked
+//   TYPE_DIRECTORY       what check_dir() accepts; so TYPE_FILENAME and _N
+//   TYPE_HOSTNAME        what check_label() accepts; so TYPE_DOMAINNAME and
+//                        TYPE_HOSTDOMAIN
+//   TYPE_IP_ADDRESS      four fields of 1 to 3 digits with dots between them,
+//                        none above 255
+//   TYPE_NUMBER          digits, or empty
+//   TYPE_NUMBER_NZ       digits that are not all 0, with or without white space
+//                        before them; or empty
+//   TYPE_REAL            see below
+//   TYPE_RFC822_ADDRESS  at least one address for RecipParse() (rfc822.h)
+//   TYPE_STRING          anything; so TYPE_STRING_N and TYPE_RRQ
+//   TYPE_TIME            H:M or H:M:S in fields of 1 to 3 characters, all
+//                        digits, up to 23 and 59; H may begin with '+', which
+//                        alone stands for 0
+//   TYPE_LOCALCHARSET    no byte of 0x80 or more
+//   TYPE_TIMEZONE        UT, GMT, EST, EDT, CST, CDT, MST, MDT, PST or PDT in
+//                        upper case; one letter that is no J; hhmm with or
+//                        without '+' or '-' before it, up to 2359; empty, or
+//                        anything that begins with none of '+', '-', a letter
+//                        and a digit
+//   TYPE_VIMCHARSET      CP1252, CP850, CP437, LMBCS, ISTRING, UNICODE or
+//                        CP932, letter case ignored
+//   TYPE_OCTET           a count (32 bits, host byte order) and so many bytes
+//                        that are not 0. The text must hold the count: one with
+//                        a byte of 0, as in all counts below 0x01010101, ends
+//                        the text and is refused.
+//
+// Two types change the value in place, its length staying as it is. TYPE_REAL
+// makes a '.' of each byte that is no digit, and refuses the value at the
+// second one, leaving what follows; what is then 0, or too small for a double,
+// is refused as well. So "3,5" becomes "3.5" and "-2" becomes ".2"; '.' is the
+// decimal mark in every locale. TYPE_RFC822_ADDRESS changes what RecipParse()
+// does: a backslash with a double quote becomes two blanks.
+//
+// An address is also refused when memory is out for it. The cost is linear in
+// the value's length, that of RecipParse() for an address.
+CONFIGAPI_EXPORT int valid8_type(unsigned long type, char* value);
+
+// Whether a text is a host's or a domain's name, behind any blanks: a letter,
+// then letters, digits, '-' and '.', the last of which is not '.'. Returns 0,
+// or -1 when it is not. Lengths are not limited, nor are empty labels noticed.
+CONFIGAPI_EXPORT int check_label(char* text);
+
+// Whether a text is a network path, behind any blanks: two backslashes, then
+// at least one more, and a letter or digit at the end (\\SERVER\SHARE). Returns
+// 1, or 0 when it is not: a truth value of one byte, in C and C++ alike.
+CONFIGAPI_EXPORT unsigned char check_dir(char* text);
+
 // The cache: 421 buckets chosen by a hash of the key, in each a chain that is
 // searched without regard to letter case. There is no limit and no eviction.
 //
@@ -145,6 +212,23 @@ class CONFIGAPI_EXPORT cConfig : virtual public ldapClient {
   // stays.
   int CONFIGReadData(const char* section, const char* key, const char* source,
                      char* dst, unsigned long size, unsigned long* type);
+
+  // Writes one setting to the directory, when valid8() finds its value valid,
+  // and then drops every cached value, for all objects of the process. With a
+  // flag of 1 the value is only judged: nothing is written, the cache stays.
+  // valid8() may change the value in place, and what it leaves is written.
+  //
+  // Returns 0 when the value is valid, 1 when it is not, 2 when it is null, 3
+  // when the schema does not know the address, and 6 when the key's type is not
+  // to be written (TYPE_STRING_LIST). With 1, 3 and 6 "invalid data" is logged
+  // (level 6, source "CONFIG API"); but for 0 nothing is written and the cache
+  // stays.
+  //
+  // 0 does not mean that the directory took the value: a refusal, or a value
+  // that ldapWriteConfigString() refuses, is only logged, and the cache dropped
+  // all the same. Who must know reads the setting back.
+  int CONFIGWriteData(const char* section, const char* key, char* value,
+                      int flag);
 
   // Drops every cached value, for all objects of the process. Returns 0.
   int CONFIGRefreshCache();

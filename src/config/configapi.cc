@@ -1,4 +1,5 @@
 #include <configapi/config.h>
+#include <configapi/host.h>
 
 #include <algorithm>
 #include <array>
@@ -11,12 +12,21 @@
 #include "base/bounded.h"
 #include "base/heap_text.h"
 #include "config/configcache.h"
+#include "config/configtable.h"
+#include "config/validate.h"
 
 namespace configapi {
 namespace {
 
 constexpr int kNoValue = 3;
 constexpr int kNoMemory = 5;
+
+// Results of a write.
+constexpr int kBadValue = 1;
+constexpr int kNullValue = 2;
+constexpr int kTypeNotWritable = 6;
+
+constexpr int kCheckOnly = 1;  // as the flag of a write
 
 constexpr std::array<const char*, 24> kTypeNames = {
     "TYPE_BOOLEAN_TF", "TYPE_BOOLEAN_YN", "TYPE_BOOLEAN_01",
@@ -27,6 +37,18 @@ constexpr std::array<const char*, 24> kTypeNames = {
     "TYPE_STRING",     "TYPE_STRING_N",   "TYPE_STRING_LIST",
     "TYPE_RRQ",        "TYPE_TIME",       "TYPE_LOCALCHARSET",
     "TYPE_TIMEZONE",   "TYPE_VIMCHARSET", "TYPE_OCTET"};
+
+// What a write returns for a verdict other than "valid".
+int result_of(int verdict) {
+  switch (verdict) {
+    case kNotWritable:
+      return kTypeNotWritable;
+    case kUnknownAddress:
+      return kNoValue;
+    default:
+      return kBadValue;
+  }
+}
 
 const cfgKey* find_in_section(const cfgSection& section, const char* key) {
   for (const cfgKey& slot : section.keys) {
@@ -40,6 +62,8 @@ const cfgKey* find_in_section(const cfgSection& section, const char* key) {
   return nullptr;
 }
 
+}  // namespace
+
 // A section may be spread over several records of the table.
 const cfgKey* find_key(const char* section, const char* key) {
   for (const cfgSection* one = cfgTable; *one->name != '\0'; ++one) {
@@ -52,7 +76,6 @@ const cfgKey* find_key(const char* section, const char* key) {
   return nullptr;
 }
 
-}  // namespace
 }  // namespace configapi
 
 extern "C" int getBufferFromTable(const char* section, const char* key,
@@ -140,6 +163,23 @@ int cConfig::CONFIGReadData(const char* section, const char* key,
     configapi::add_unless_cleared(age, section, key, value.data());
   }
   copy_cut(out, value.data());
+  return 0;
+}
+
+int cConfig::CONFIGWriteData(const char* section, const char* key, char* value,
+                             int flag) {
+  if (value == nullptr) {
+    return configapi::kNullValue;
+  }
+  const int verdict = configapi::validate(section, key, value);
+  if (verdict != configapi::kValid) {
+    LogMessage(6, "CONFIG API", "invalid data");
+    return configapi::result_of(verdict);
+  }
+  if (flag != configapi::kCheckOnly) {
+    ldapWriteConfigString(section, key, value);
+    ClearCache();
+  }
   return 0;
 }
 
