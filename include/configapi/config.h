@@ -138,7 +138,8 @@ CONFIGAPI_EXPORT int valid8(char* section, char* key, char* value);
 // second one, leaving what follows; what is then 0, or too small for a double,
 // is refused as well. So "3,5" becomes "3.5" and "-2" becomes ".2"; '.' is the
 // decimal mark in every locale. TYPE_RFC822_ADDRESS changes what RecipParse()
-// does: a backslash with a double quote becomes two blanks.
+// does, also in a value that it refuses: a backslash with a double quote
+// becomes two blanks.
 //
 // An address is also refused when memory is out for it. The cost is linear in
 // the value's length, that of RecipParse() for an address.

@@ -12,17 +12,16 @@
 #include "base/bounded.h"
 #include "base/heap_text.h"
 #include "config/configcache.h"
-#include "config/configtable.h"
-#include "config/validate.h"
 
 namespace configapi {
 namespace {
 
+constexpr int kUnknownAddress = 3;
 constexpr int kNoValue = 3;
 constexpr int kNoMemory = 5;
 
 // Results of a write.
-constexpr int kBadValue = 1;
+constexpr int kInvalidValue = 1;
 constexpr int kNullValue = 2;
 constexpr int kTypeNotWritable = 6;
 
@@ -38,18 +37,6 @@ constexpr std::array<const char*, 24> kTypeNames = {
     "TYPE_RRQ",        "TYPE_TIME",       "TYPE_LOCALCHARSET",
     "TYPE_TIMEZONE",   "TYPE_VIMCHARSET", "TYPE_OCTET"};
 
-// What a write returns for a verdict other than "valid".
-int result_of(int verdict) {
-  switch (verdict) {
-    case kNotWritable:
-      return kTypeNotWritable;
-    case kUnknownAddress:
-      return kNoValue;
-    default:
-      return kBadValue;
-  }
-}
-
 const cfgKey* find_in_section(const cfgSection& section, const char* key) {
   for (const cfgKey& slot : section.keys) {
     if (*slot.key == '\0') {
@@ -61,8 +48,6 @@ const cfgKey* find_in_section(const cfgSection& section, const char* key) {
   }
   return nullptr;
 }
-
-}  // namespace
 
 // A section may be spread over several records of the table.
 const cfgKey* find_key(const char* section, const char* key) {
@@ -76,6 +61,25 @@ const cfgKey* find_key(const char* section, const char* key) {
   return nullptr;
 }
 
+int validate(const char* section, const char* key, char* value) {
+  const cfgKey* slot = find_key(section, key);
+  return slot != nullptr ? valid8_type(slot->type, value) : kUnknownAddress;
+}
+
+// What a write returns for a verdict other than 0.
+int write_result(int verdict) {
+  constexpr int kNotWritable = 1;
+  switch (verdict) {
+    case kNotWritable:
+      return kTypeNotWritable;
+    case kUnknownAddress:
+      return kUnknownAddress;
+    default:
+      return kInvalidValue;
+  }
+}
+
+}  // namespace
 }  // namespace configapi
 
 extern "C" int getBufferFromTable(const char* section, const char* key,
@@ -113,6 +117,10 @@ extern "C" const char* ul2strflg(unsigned long flag) {
     default:
       return nullptr;
   }
+}
+
+extern "C" int valid8(char* section, char* key, char* value) {
+  return configapi::validate(section, key, value);
 }
 
 int cConfig::CONFIGReadData(const char* section, const char* key,
@@ -172,9 +180,9 @@ int cConfig::CONFIGWriteData(const char* section, const char* key, char* value,
     return configapi::kNullValue;
   }
   const int verdict = configapi::validate(section, key, value);
-  if (verdict != configapi::kValid) {
+  if (verdict != 0) {
     LogMessage(6, "CONFIG API", "invalid data");
-    return configapi::result_of(verdict);
+    return configapi::write_result(verdict);
   }
   if (flag != configapi::kCheckOnly) {
     ldapWriteConfigString(section, key, value);

@@ -1,7 +1,5 @@
 // The rules of the value types: what may be stored as a setting.
 
-#include "config/validate.h"
-
 #include <configapi/config.h>
 #include <configapi/rfc822.h>
 
@@ -16,7 +14,6 @@
 #include <system_error>
 
 #include "base/ascii.h"
-#include "config/configtable.h"
 
 namespace configapi {
 namespace {
@@ -267,30 +264,20 @@ std::string_view without_leading_blanks(std::string_view text) {
 }
 
 }  // namespace
-
-int validate(const char* section, const char* key, char* value) {
-  const cfgKey* slot = find_key(section, key);
-  return slot != nullptr ? valid8_type(slot->type, value) : kUnknownAddress;
-}
-
 }  // namespace configapi
 
 extern "C" {
 
-int valid8(char* section, char* key, char* value) {
-  return configapi::validate(section, key, value);
-}
-
 int valid8_type(unsigned long type, char* value) {
   if (type == TYPE_STRING_LIST) {
-    return configapi::kNotWritable;
+    return 1;
   }
   const bool valid = value != nullptr ? configapi::is_valid(type, value)
                                       : configapi::is_optional(type);
-  return valid ? configapi::kValid : configapi::kInvalid;
+  return valid ? 0 : -1;
 }
 
-// NOLINTNEXTLINE(readability-non-const-parameter): interface
+// NOLINTNEXTLINE(readability-non-const-parameter): as hosts declare it
 int check_label(char* text) {
   const auto name = configapi::without_leading_blanks(text);
   const auto is_part = [](char c) {
@@ -302,7 +289,7 @@ int check_label(char* text) {
   return good ? 0 : -1;
 }
 
-// NOLINTNEXTLINE(readability-non-const-parameter): interface
+// NOLINTNEXTLINE(readability-non-const-parameter): as hosts declare it
 unsigned char check_dir(char* text) {
   constexpr std::string_view kServer = R"(\\)";
   const auto path = configapi::without_leading_blanks(text);

@@ -136,6 +136,59 @@ TEST_F(Settings, AreWrittenIntoAnEntryOrCreateIt) {
   }
 }
 
+// Whatever the directory says, the result is 0 and the cache is dropped.
+TEST_F(Settings, AreValidatedThenWrittenAndTheCacheDropped) {
+  const std::string invalid = "6 CONFIG API: invalid data";
+  const std::string not_modified =
+      "1 ldap_modify operation failed; "
+      "1 CONFIG API: ldapClientModify failed";
+  const std::string refused = "1 CONFIG API: ldapWriteConfigString failed";
+  const std::string longest(511, 'v');
+  const struct {
+    const char* section;
+    const char* key;
+    std::string value;
+    int flag;
+    int result;
+    std::string log;
+    std::string stored;
+  } rows[] = {
+      {"Gateway", "LogDirectory", "yes", 1, 0, "", "3"},
+      {"Gateway", "LogDirectory", "maybe", 1, 1, invalid, "3"},
+      {"Gateway", "LogDirectory", "maybe", 0, 1, invalid, "3"},
+      {"Gateway", "Nothing", "YES", 0, 3, invalid, "3"},
+      {"Gateway", "LogDirectory", "yes", 0, 0, not_modified, "0 'yes' 2"},
+      {"gateway", "logdirectory", "NO", 2, 0, "", "0 'NO' 2"},
+      {"Gateway", "LogDirectory", "", 0, 1, invalid, "0 'NO' 2"},
+      {"Options", "TryReverseSeparator", R"("a\"b" <a@b>)", 0, 0, not_modified,
+       R"(0 '"a  b" <a@b>' 15)"},
+      {"Options", "LdapServer", longest, 0, 0, "", "0 '" + longest + "' 16"},
+      {"Options", "LdapServer", longest + "v", 0, 0, refused,
+       "0 '" + longest + "' 16"},
+      // A number may be empty, but the directory holds no empty value.
+      {"Tuning", "DNStimeout", "5", 0, 0, not_modified, "0 '5' 12"},
+      {"Tuning", "DNStimeout", "", 0, 0,
+       not_modified + "; 1 ldap_add operation failed; " + refused, "0 '5' 12"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.section + ("/" + row.value.substr(0, 20)));
+    AddCache("Other", "Key", "cached", 7);
+    EXPECT_EQ(
+        client.CONFIGWriteData(row.section, row.key, Text(row.value), row.flag),
+        row.result);
+    EXPECT_EQ(logged(), row.log);
+    const bool dropped = row.result == 0 && row.flag != 1;
+    EXPECT_EQ(read("Other", "Key", 9, nullptr),
+              dropped ? "3 '#########' 99" : "0 'cached' 7");
+    ClearCache();
+    EXPECT_EQ(read(row.section, row.key).substr(0, row.stored.size()),
+              row.stored);
+    logged();
+  }
+  EXPECT_EQ(client.CONFIGWriteData("Nowhere", "Nothing", nullptr, 0), 2);
+  EXPECT_EQ(logged(), "");
+}
+
 TEST_F(Settings, ThatDoNotFitAreRefusedBeforeAnythingIsSent) {
   add("cn=Gateway", {{0, "LogDirectory", "kept"}});
   const std::string refused = "1 CONFIG API: ldapWriteConfigString failed";
