@@ -35,20 +35,25 @@ constexpr std::array kRules = {
     Rule{TYPE_IP_ADDRESS, "four numbers from 0 to 255 with dots between them"},
     Rule{TYPE_NUMBER, "a whole number in digits alone, or empty"},
     Rule{TYPE_NUMBER_NZ, "a whole number above 0 in digits alone, or empty"},
-    Rule{TYPE_REAL, "a number other than 0 with at most one decimal point"},
-    Rule{TYPE_RFC822_ADDRESS, "at least one mail address (RFC 822)"},
+    Rule{TYPE_REAL, "a number above 0, in digits and at most one '.'; any other "
+                    "character is stored as '.'"},
+    Rule{TYPE_RFC822_ADDRESS, "at least one mail address (RFC 822); \\\" in "
+                              "it is stored as two blanks"},
     Rule{TYPE_STRING, kAnyText},
     Rule{TYPE_STRING_N, kAnyText},
     Rule{TYPE_STRING_LIST, "a list of texts; such a key cannot be written"},
     Rule{TYPE_RRQ, kAnyText},
-    Rule{TYPE_TIME, "a time of day, HH:MM or HH:MM:SS"},
+    Rule{TYPE_TIME, "a time of day, H:M or H:M:S, up to 23:59:59; H may begin "
+                    "with '+'"},
     Rule{TYPE_LOCALCHARSET, "7-bit text, or empty"},
     Rule{TYPE_TIMEZONE, "a zone: UT, GMT, EST, EDT, CST, CDT, MST, MDT, PST, "
-                        "PDT, one letter other than J, HHMM, +HHMM or -HHMM"},
+                        "PDT, one letter other than J, HHMM, +HHMM or -HHMM; "
+                        "or empty, or anything that begins with none of a "
+                        "letter, a digit, '+' and '-'"},
     Rule{TYPE_VIMCHARSET, "CP1252, CP850, CP437, LMBCS, ISTRING, UNICODE or "
                           "CP932, in any letter case"},
     Rule{TYPE_OCTET, "bytes behind a count of them (32 bits, this machine's "
-                     "byte order), none of them 0"},
+                     "byte order), no byte of 0 in either"},
 };
 // clang-format on
 
