@@ -1,8 +1,10 @@
-// Buffered line and character access to files through small integer handles.
+// Buffered line and character access to files, through small integer handles or
+// through records that the caller keeps.
 //
 // A handle is the file's descriptor; a process-wide pool maps it to the file's
 // record. Call InitLineIO() once before the first open and TerminateLineIO()
-// once after the last close; without a pool every open fails.
+// once after the last close; without a pool every open of a handle fails. The
+// calls on records, at the end of this header, need no pool.
 //
 // Reads go through 4096 bytes of read-ahead, whatever is asked for. Writes go
 // straight to the descriptor, or through as many bytes of write-behind where
@@ -22,9 +24,10 @@
 // each time.
 //
 // Threads: different handles at once, each handle by one thread at a time, and
-// only its user closes it. InitLineIO() and TerminateLineIO() run while no
-// other thread is in any of these calls. Finding the record of a handle takes
-// no lock for descriptors below 1024, and a walk over the pool for the others.
+// only its user closes it; the same for records. InitLineIO() and
+// TerminateLineIO() run while no other thread is in any of these calls. Finding
+// the record of a handle takes no lock for descriptors below 1024, and a walk
+// over the pool for the others.
 
 #ifndef CONFIGAPI_LINEIO_H_
 #define CONFIGAPI_LINEIO_H_
@@ -38,7 +41,7 @@ enum {
   LINEIO_LINE_SIZE = 1024     // the most that one getline delivers
 };
 
-// An open file. Hosts hold handles; the fields are for those who look inside.
+// An open file. The fields are for those who look inside.
 typedef struct OBX_FILE {
   int fd;         // the descriptor, and so the handle; -1 when there is none
   char* name;     // copy of the path it was opened with
@@ -135,6 +138,36 @@ CONFIGAPI_EXPORT long setfpos(int handle, long offset);
 
 // Position of a handle, or -1 for an unknown one.
 CONFIGAPI_EXPORT long getfpos(int handle);
+
+// The same calls on records that the caller keeps. Each does what its twin
+// above does, with the same result, log entries and errno, and a null record
+// where the twin has an unknown handle; only what differs is said here. The
+// record comes first in all of them. It is in no pool: no handle means it, and
+// TerminateLineIO() leaves it alone.
+
+// As fileopen(), unbuffered. Returns the record, for FileClose() to release, or
+// null: silently for a null or empty name, with "CreateFile failed." when the
+// file does not open, with "Unable to allocate new file objcet." when memory is
+// out. LogFileIO has it as "fileopen: NAME, FileHandle #FD".
+CONFIGAPI_EXPORT OBX_FILE* FileOpen(char* name, int flags);
+
+// As filecreate(), unbuffered. Returns the record, for FileClose() to release,
+// or null, always silently; errno tells why.
+CONFIGAPI_EXPORT OBX_FILE* FileCreate(char* name);
+
+// As fileclose(), but nothing goes to standard output. Always returns 1; the
+// record is gone. REQUIRES: file is not null.
+CONFIGAPI_EXPORT int FileClose(OBX_FILE* file);
+
+// As configapi_getline(), putline(), inch(), uninch() (c is not used), outch(),
+// getfpos() and setfpos().
+CONFIGAPI_EXPORT int GetLine(OBX_FILE* file, char** line);
+CONFIGAPI_EXPORT int PutLine(OBX_FILE* file, char* text);
+CONFIGAPI_EXPORT int InCh(OBX_FILE* file);
+CONFIGAPI_EXPORT void UninCh(OBX_FILE* file, int c);
+CONFIGAPI_EXPORT int OutCh(OBX_FILE* file, int c);
+CONFIGAPI_EXPORT long GetFilePos(OBX_FILE* file);
+CONFIGAPI_EXPORT long SetFilePos(OBX_FILE* file, long offset);
 
 CONFIGAPI_END_C
 

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "base/heap_text.h"
@@ -196,6 +197,28 @@ int write_at_once(OBX_FILE* file, std::string_view bytes) {
   return 1;
 }
 
+// Writes output that waits; false when it was not all written, errno telling
+// why. What was written is taken out of the buffer.
+bool write_waiting(OBX_FILE* file) {
+  if (!writes_behind(file) || file->cursor == nullptr) {
+    return true;
+  }
+  const std::size_t waiting = kBlock - static_cast<std::size_t>(file->count);
+  const std::size_t done = write_all(file->fd, file->ioBuf, waiting);
+  std::memmove(file->ioBuf, file->ioBuf + done, waiting - done);
+  file->cursor -= done;
+  file->count += static_cast<int>(done);
+  return done == waiting;
+}
+
+// Whether opens, creates and closes are to be logged.
+bool is_file_io_logged() {
+  std::array<char, 10> value{};
+  GetPrivateProfileString("Debug", "LogFileIO", "FALSE", value.data(),
+                          value.size(), "qxmta.ini");
+  return strcasecmp(value.data(), "TRUE") == 0;
+}
+
 }  // namespace
 
 int read_line(OBX_FILE* file, std::string_view* line) {
@@ -207,7 +230,22 @@ int read_line(OBX_FILE* file, std::string_view* line) {
   return 1;
 }
 
+int read_line(OBX_FILE* file, char** line) {
+  if (file == nullptr || line == nullptr) {
+    return -1;
+  }
+  const int length = next_line(file);
+  if (length <= 0) {
+    return length;
+  }
+  *line = file->lineBuf;
+  return 1;
+}
+
 int read_byte(OBX_FILE* file) {
+  if (file == nullptr) {
+    return -1;
+  }
   const bool used_up =
       file->cursor == nullptr || file->cursor == file->ioBuf + kBlock;
   if (!readable(file) || (used_up && !load_block(file))) {
@@ -218,7 +256,7 @@ int read_byte(OBX_FILE* file) {
 }
 
 void unread_byte(OBX_FILE* file) {
-  if (file->pos == 0 || !write_waiting(file)) {
+  if (file == nullptr || file->pos == 0 || !write_waiting(file)) {
     return;
   }
   const bool reading = file->writeMode == 0;
@@ -235,7 +273,11 @@ void unread_byte(OBX_FILE* file) {
   advance(file, static_cast<std::size_t>(-1));
 }
 
-int write_text(OBX_FILE* file, std::string_view text) {
+int write_text(OBX_FILE* file, const char* bytes) {
+  if (file == nullptr || bytes == nullptr) {
+    return -1;
+  }
+  const std::string_view text(bytes);
   if (!writes_behind(file)) {
     return write_at_once(file, text);
   }
@@ -254,6 +296,9 @@ int write_text(OBX_FILE* file, std::string_view text) {
 }
 
 int write_byte(OBX_FILE* file, char byte) {
+  if (file == nullptr) {
+    return -1;
+  }
   if (!writes_behind(file)) {
     return write_at_once(file, {&byte, 1});
   }
@@ -267,19 +312,10 @@ int write_byte(OBX_FILE* file, char byte) {
   return 1;
 }
 
-bool write_waiting(OBX_FILE* file) {
-  if (!writes_behind(file) || file->cursor == nullptr) {
-    return true;
-  }
-  const std::size_t waiting = kBlock - static_cast<std::size_t>(file->count);
-  const std::size_t done = write_all(file->fd, file->ioBuf, waiting);
-  std::memmove(file->ioBuf, file->ioBuf + done, waiting - done);
-  file->cursor -= done;
-  file->count += static_cast<int>(done);
-  return done == waiting;
-}
-
 long seek(OBX_FILE* file, long offset) {
+  if (file == nullptr) {
+    return -1;
+  }
   if (!write_waiting(file) || lseek(file->fd, offset, SEEK_SET) == -1) {
     log_file_io("setfpos: Internal file I/O error");
     return -1;
@@ -293,6 +329,7 @@ OBX_FILE* open_file(const char* name, int access, bool buffered,
                     OpenFault* fault) {
   if (name == nullptr || *name == '\0') {
     *fault = OpenFault::kName;
+    errno = ENOENT;
     return nullptr;
   }
   constexpr mode_t kOwnerOnly = 0600;
@@ -322,11 +359,27 @@ void log_file_io(const char* text) {
   errno = cause;
 }
 
-bool is_file_io_logged() {
-  std::array<char, 10> value{};
-  GetPrivateProfileString("Debug", "LogFileIO", "FALSE", value.data(),
-                          value.size(), "qxmta.ini");
-  return strcasecmp(value.data(), "TRUE") == 0;
+void log_opened(const char* call, const OBX_FILE* file) {
+  if (is_file_io_logged()) {
+    std::array<char, 256> text{};
+    (void)std::snprintf(text.data(), text.size(), "%s: %s, FileHandle #%d",
+                        call, file->name, file->fd);
+    log_file_io(text.data());
+  }
+}
+
+int write_rest(OBX_FILE* file) {
+  const int cause = write_waiting(file) ? 0 : errno;
+  if (cause != 0) {
+    log_file_io("fileclose: WriteFile failed.");
+  }
+  if (is_file_io_logged()) {
+    std::array<char, 64> text{};
+    (void)std::snprintf(text.data(), text.size(), "fileclose: FileHandle #%d",
+                        file->fd);
+    log_file_io(text.data());
+  }
+  return cause;
 }
 
 }  // namespace configapi

@@ -1,5 +1,5 @@
-// What the handle-based calls are made of: the same services on a record that
-// the caller holds, and the way from a handle to its record.
+// What both families of line calls are made of: the services on a record, and
+// the way from a handle to its record.
 
 #ifndef CONFIGAPI_FILE_OBJECT_H_
 #define CONFIGAPI_FILE_OBJECT_H_
@@ -54,28 +54,20 @@ inline OBX_FILE* find_file(int handle) {
 // untouched but for 1.
 int read_line(OBX_FILE* file, std::string_view* line);
 
-// Next byte, or -1.
+// The calls themselves, as <configapi/lineio.h> has them for records: a null
+// record, line or text gives their failure.
+int read_line(OBX_FILE* file, char** line);
 int read_byte(OBX_FILE* file);
-
-// Steps back by one byte where that is possible.
 void unread_byte(OBX_FILE* file);
-
-// Both return 1, or -1 on failure.
-int write_text(OBX_FILE* file, std::string_view text);
+int write_text(OBX_FILE* file, const char* bytes);
 int write_byte(OBX_FILE* file, char byte);
-
-// The new position, or -1.
 long seek(OBX_FILE* file, long offset);
-
-// Writes output that waits; false when it was not all written, errno telling
-// why. What was written is taken out of the buffer.
-bool write_waiting(OBX_FILE* file);
 
 // Why a record was not opened; what is said about it is the caller's.
 enum class OpenFault { kName, kOpen, kMemory };
 
 // A record of a file opened with O_RDONLY or O_WRONLY, the latter perhaps with
-// O_CREAT; in no pool. Null on failure.
+// O_CREAT; in no pool. Null on failure, errno telling why.
 OBX_FILE* open_file(const char* name, int access, bool buffered,
                     OpenFault* fault);
 
@@ -83,8 +75,12 @@ OBX_FILE* open_file(const char* name, int access, bool buffered,
 // logging may do anything to it.
 void log_file_io(const char* text);
 
-// Whether opens, creates and closes are to be logged.
-bool is_file_io_logged();
+// Logs an open, where such things are to be logged.
+void log_opened(const char* call, const OBX_FILE* file);
+
+// What comes before the release of a record: output that waits is written, and
+// the close logged, as is the failure to write. Returns its errno, else 0.
+int write_rest(OBX_FILE* file);
 
 }  // namespace configapi
 

@@ -4,22 +4,12 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <string_view>
 
 #include "lineio/block.h"
 #include "lineio/file_object.h"
 
 namespace configapi {
 namespace {
-
-void log_opened(const char* call, const char* name, int fd) {
-  if (is_file_io_logged()) {
-    std::array<char, 256> text{};
-    (void)std::snprintf(text.data(), text.size(), "%s: %s, FileHandle #%d",
-                        call, name, fd);
-    log_file_io(text.data());
-  }
-}
 
 void log_open_failure(const char* name) {
   std::array<char, 512> text{};
@@ -30,7 +20,9 @@ void log_open_failure(const char* name) {
 }
 
 bool add_to_pool(OBX_FILE* file) {
-  if (AddToFilePool(thread_file_pool, file) == 0) {
+  if (thread_file_pool == nullptr) {
+    errno = EINVAL;  // and not what an earlier call left
+  } else if (AddToFilePool(thread_file_pool, file) == 0) {
     return true;
   }
   DelOBX_FILE(&file);
@@ -53,12 +45,11 @@ extern "C" int fileopen(char* name, int flags, int buffered) {
     }
     return -1;
   }
-  const int handle = file->fd;
   if (!configapi::add_to_pool(file)) {
     return -1;
   }
-  configapi::log_opened("fileopen", name, handle);
-  return handle;
+  configapi::log_opened("fileopen", file);
+  return file->fd;
 }
 
 extern "C" int filecreate(char* name, int /*flags*/, int buffered) {
@@ -73,13 +64,12 @@ extern "C" int filecreate(char* name, int /*flags*/, int buffered) {
     }
     return -1;
   }
-  const int handle = file->fd;
   if (!configapi::add_to_pool(file)) {
     configapi::log_file_io("Unable to insert OBX_FILE object to memory pool");
     return -1;
   }
-  configapi::log_opened("filecreate", name, handle);
-  return handle;
+  configapi::log_opened("filecreate", file);
+  return file->fd;
 }
 
 extern "C" int fileclose(int handle) {
@@ -87,16 +77,8 @@ extern "C" int fileclose(int handle) {
   if (file == nullptr) {
     return 0;
   }
-  if (!configapi::write_waiting(file)) {
-    const int cause = errno;
-    configapi::log_file_io("fileclose: WriteFile failed.");
+  if (const int cause = configapi::write_rest(file)) {
     std::printf("%d\n", cause);
-  }
-  if (configapi::is_file_io_logged()) {
-    std::array<char, 256> text{};
-    (void)std::snprintf(text.data(), text.size(), "fileclose: FileHandle #%d",
-                        handle);
-    configapi::log_file_io(text.data());
   }
   DelFromFilePool(thread_file_pool, handle);
   return 1;
@@ -108,27 +90,15 @@ extern "C" int fileclose(int handle) {
 namespace {
 
 [[gnu::noinline]] int getline_otherwise(int handle, char** line) {
-  OBX_FILE* file = find_file(handle);
-  if (line == nullptr || file == nullptr) {
-    return -1;
-  }
-  std::string_view bytes;
-  const int result = configapi::read_line(file, &bytes);
-  if (result == 1) {
-    *line = file->lineBuf;
-  }
-  return result;
+  return configapi::read_line(find_file(handle), line);
 }
 
 [[gnu::noinline]] int inch_otherwise(int handle) {
-  OBX_FILE* file = find_file(handle);
-  return file != nullptr ? configapi::read_byte(file) : -1;
+  return configapi::read_byte(find_file(handle));
 }
 
 [[gnu::noinline]] int outch_otherwise(int c, int handle) {
-  OBX_FILE* file = find_file(handle);
-  return file != nullptr ? configapi::write_byte(file, static_cast<char>(c))
-                         : -1;
+  return configapi::write_byte(find_file(handle), static_cast<char>(c));
 }
 
 }  // namespace
@@ -152,11 +122,7 @@ CONFIGAPI_END_C
 
 // NOLINTNEXTLINE(readability-non-const-parameter): as hosts declare it.
 extern "C" int putline(int handle, char* text) {
-  OBX_FILE* file = find_file(handle);
-  if (text == nullptr || file == nullptr) {
-    return -1;
-  }
-  return configapi::write_text(file, text);
+  return configapi::write_text(find_file(handle), text);
 }
 
 extern "C" int inch(int handle) {
@@ -168,9 +134,7 @@ extern "C" int inch(int handle) {
 }
 
 extern "C" void uninch(int /*c*/, int handle) {
-  if (OBX_FILE* file = find_file(handle)) {
-    configapi::unread_byte(file);
-  }
+  configapi::unread_byte(find_file(handle));
 }
 
 extern "C" int outch(int c, int handle) {
@@ -183,8 +147,7 @@ extern "C" int outch(int c, int handle) {
 }
 
 extern "C" long setfpos(int handle, long offset) {
-  OBX_FILE* file = find_file(handle);
-  return file != nullptr ? configapi::seek(file, offset) : -1;
+  return configapi::seek(find_file(handle), offset);
 }
 
 extern "C" long getfpos(int handle) {
