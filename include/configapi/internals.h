@@ -12,6 +12,7 @@
 #include <configapi/ldapclient.h>
 #include <configapi/lineio.h>
 #include <configapi/rfc822.h>
+#include <pthread.h>
 
 CONFIGAPI_BEGIN_C
 
@@ -38,6 +39,15 @@ CONFIGAPI_EXPORT int wait4result(struct ldap* ld, int seconds, int msgid);
 CONFIGAPI_EXPORT struct ldapmod** get_modlist(attrval* list, int op);
 CONFIGAPI_EXPORT void free_modlist(struct ldapmod** mods);
 CONFIGAPI_EXPORT void free_berval(struct berval** values);
+
+// Where CreateDNFromMail() keeps each thread's buffer. InitDN() makes the key
+// once per process, by InitDN2(), and returns 0 or an error number of POSIX
+// threads; nothing deletes it. InitDN2() called on its own makes another key
+// in place of it. free_key() releases a buffer at its thread's end.
+CONFIGAPI_EXPORT extern pthread_key_t key;
+CONFIGAPI_EXPORT int InitDN(void);
+CONFIGAPI_EXPORT int InitDN2(void);
+CONFIGAPI_EXPORT void free_key(void* buffer);
 
 // Header parser (src/rfc822).
 

@@ -199,6 +199,40 @@ class CONFIGAPI_EXPORT ldapClient {
   // before anything is sent, and a section of 512 or more where its entry is
   // missing.
   int ldapWriteProfileString(char* section, char* key, char* value);
+
+  // Directory names of mail addresses. These three work on texts alone, on any
+  // object and in any thread; addresses are parsed one after the other in a
+  // process (RecipParse(), rfc822.h). Each gives null for a null address, for
+  // one that RecipParse() refuses, for one whose domain is missing or holds a
+  // character of DN syntax (one of "+,;<>#\ or a blank), and when memory is
+  // out. Nothing is logged, and the address stays as it is. Of several
+  // addresses the first one's domain counts.
+  //
+  // The last two put the text that they are given into the DN as it stands,
+  // display name and all: "cn=Joe <joe@a.b>,dc=a,dc=b". A ',' or a '+' in it
+  // is then read as the end of the value, and makes the DN another entry's or
+  // none at all; "joe+lists@a.b" has one. For an address from outside, write
+  // its value escaped (RFC 4514 section 2.4) in front of what GetSuffix()
+  // gives: that is always a well-formed DN.
+
+  // The domain as a chain of components (RFC 2247): "joe@sub.a.b" gives
+  // "dc=sub,dc=a,dc=b". No component is empty: RecipParse() refuses stray dots,
+  // and those of a literal ("[a..b]") are passed over. The result, in a block
+  // of 2048 bytes that is zero behind it, is the caller's to release with
+  // free().
+  char* GetSuffix(char* address);
+
+  // "cn=ADDRESS,SUFFIX", for the caller to release with free(). Also null for
+  // an address of more than 255 bytes.
+  char* Mail2DN(char* address);
+
+  // "mail=ADDRESS,SUFFIX", in a buffer of 2000 bytes that belongs to the
+  // thread: valid until the thread's next call or its end, never released by
+  // the caller. Also null, as is every later call, when the process has no
+  // thread-specific key left, and for a DN that does not fit, which is never
+  // cut. A result before a null stays as it was. A host that unloads the
+  // library first ends the threads that have called this.
+  char* CreateDNFromMail(char* address);
 };
 
 #endif  // __cplusplus
