@@ -6,6 +6,7 @@
 #include <configapi/host.h>
 #include <configapi/internals.h>
 #include <configapi/ldapclient.h>
+#include <configapi/winfile.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -36,6 +37,10 @@ int main(void) {
   LookupCache("a", "Key", value, sizeof value, &type);
   expect(value, "text");
   ClearCache();
+
+  if (GetLine(NULL, NULL) != -1 || GetFileSize(-1, NULL) != 0xFFFFFFFF) {
+    ++failures;
+  }
 
   InitializeCriticalSection(&cs);
   EnterCriticalSection(&cs);
