@@ -1,14 +1,18 @@
-// Files that fail: full devices, limits, closed descriptors, pipes, signals.
+// Files that fail: what is said of it, closed descriptors, pipes, signals. That
+// nothing is lost or written twice is told by the state machine in
+// fuzz/lineio.cc.
 
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 #include <csignal>
 #include <string>
 #include <thread>
+#include <vector>
 
+#include "lineio/calls.h"
 #include "lineio/files.h"
+#include "support/client_text.h"
 
 namespace test {
 namespace {
@@ -51,6 +55,13 @@ TEST_F(LineIo, SaysWhyAFileDoesNotOpen) {
                       "1 configapi: open failed",
                       "1 configapi: " +
                           ("CreateFile failed: " + endless).substr(0, 511)}));
+  EXPECT_EQ(FileOpen(Text(missing), 0), nullptr);
+  EXPECT_EQ(log.take(), LogLines{"1 configapi: CreateFile failed."});
+  EXPECT_EQ(FileCreate(Text(missing)), nullptr);
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_EQ(FileOpen(Text(""), 0), nullptr);
+  EXPECT_EQ(FileOpen(nullptr, 0), nullptr);
+  EXPECT_EQ(FileCreate(nullptr), nullptr);
   EXPECT_EQ(open_file("", Mode::kRead), -1);
   EXPECT_EQ(fileopen(nullptr, 0, 0), -1);
   EXPECT_EQ(filecreate(nullptr, 0, 0), -1);
@@ -60,15 +71,21 @@ TEST_F(LineIo, SaysWhyAFileDoesNotOpen) {
 TEST_F(LineIo, UnknownHandlesAreRefused) {
   const int closed = reader("text");
   EXPECT_EQ(fileclose(closed), 1);
+  std::vector<Calls> unknown{by_record(nullptr)};
   for (const int handle : {-1, 0, closed, 1023, 1024, 0x7fffffff}) {
-    EXPECT_EQ(get(handle), "failed");
-    EXPECT_EQ(put(handle, "text"), -1);
-    EXPECT_EQ(inch(handle), -1);
-    uninch('c', handle);
-    EXPECT_EQ(outch('c', handle), -1);
-    EXPECT_EQ(setfpos(handle, 0), -1);
-    EXPECT_EQ(getfpos(handle), -1);
+    unknown.push_back(by_handle(handle));
     EXPECT_EQ(fileclose(handle), 0);
+  }
+  for (const Calls& calls : unknown) {
+    char* line = nullptr;
+    EXPECT_EQ(calls.line(&line), -1);
+    EXPECT_EQ(line, nullptr);
+    EXPECT_EQ(calls.text(Text("text")), -1);
+    EXPECT_EQ(calls.byte(), -1);
+    calls.back();
+    EXPECT_EQ(calls.put('c'), -1);
+    EXPECT_EQ(calls.move(0), -1);
+    EXPECT_EQ(calls.pos(), -1);
   }
   const int open = reader("text");
   EXPECT_EQ(getline(open, nullptr), -1);
@@ -76,41 +93,31 @@ TEST_F(LineIo, UnknownHandlesAreRefused) {
   EXPECT_EQ(log.take(), LogLines{});
 }
 
-// The second block is refused in the middle of a line, then delivered.
-TEST_F(LineIo, ALineOutlivesAFailedRead) {
-  const std::string head = std::string(999, 'a') + "\n";
-  const std::string line = std::string(1000, 'b') + "\n";
-  const std::string text = head + head + head + head.substr(1) + line;
-  const int handle = reader(text);
-  for (int i = 0; i < 4; ++i) {
-    get(handle);
-  }
-  {
-    const Instead other(handle, "/", O_RDONLY);
-    for (int i = 0; i < 2; ++i) {
-      EXPECT_EQ(get(handle), "failed");
+TEST_F(LineIo, AFailedReadIsLogged) {
+  std::string path = folder.write("read", kBlock + "b\n");
+  for (const bool record : {false, true}) {
+    const Calls calls = open_calls(record, true, false, path.data());
+    char* line = nullptr;
+    const auto fail = [&] {
+      const Instead other(calls.fd, "/", O_RDONLY);
+      EXPECT_EQ(calls.line(&line), -1);
+      EXPECT_EQ(errno, EISDIR);
+      EXPECT_EQ(calls.byte(), -1);
+    };
+    fail();
+    for (int i = 0; i < 4096; ++i) {
+      ASSERT_EQ(calls.byte(), 'a');
     }
-    EXPECT_EQ(errno, EISDIR);
-    EXPECT_EQ(getfpos(handle), 3999);
+    fail();
+    EXPECT_EQ(log.take(), (LogLines{"1 configapi: ReadFile failed.",
+                                    "1 configapi: inch: ReadFile failed.",
+                                    "1 configapi: getline: ReadFile failed.",
+                                    "1 configapi: inch: ReadFile failed."}));
+    EXPECT_EQ(line, nullptr);
+    EXPECT_EQ(calls.line(&line), 1);
+    EXPECT_STREQ(line, "b\n");
+    EXPECT_EQ(calls.close(), 1);
   }
-  EXPECT_EQ(log.take(), LogLines(2, "1 configapi: getline: ReadFile failed."));
-  EXPECT_EQ(get(handle), line);
-  EXPECT_EQ(getfpos(handle), static_cast<long>(text.size()));
-}
-
-TEST_F(LineIo, BytesOutliveAFailedRead) {
-  const int handle = reader(kBlock + "b\n");
-  for (int i = 0; i < 4096; ++i) {
-    ASSERT_EQ(inch(handle), 'a');
-  }
-  {
-    const Instead other(handle, "/", O_RDONLY);
-    EXPECT_EQ(inch(handle), -1);
-    EXPECT_EQ(get(handle), "failed");
-  }
-  EXPECT_EQ(log.take(), (LogLines{"1 configapi: inch: ReadFile failed.",
-                                  "1 configapi: ReadFile failed."}));
-  EXPECT_EQ(get(handle), "b\n");
 }
 
 // Both ends of a pipe: the tests' and the library's.
@@ -168,96 +175,33 @@ TEST_F(LineIo, AnInterruptedReadIsReadAgain) {
 }
 
 TEST_F(LineIo, AFullDeviceTakesNothing) {
-  const int direct = open_file("/dev/full", Mode::kWrite);
-  EXPECT_EQ(put(direct, "text"), -1);
-  EXPECT_EQ(errno, ENOSPC);
-  EXPECT_EQ(outch('c', direct), -1);
-  EXPECT_EQ(getfpos(direct), 0);
-  EXPECT_EQ(fileclose(direct), 1);
-  EXPECT_EQ(log.take(), LogLines{});
+  char full[] = "/dev/full";
+  for (const bool record : {false, true}) {
+    const Calls direct = open_calls(record, false, false, full);
+    EXPECT_EQ(direct.text(Text("text")), -1);
+    EXPECT_EQ(errno, ENOSPC);
+    EXPECT_EQ(direct.put('c'), -1);
+    EXPECT_EQ(direct.pos(), 0);
+    EXPECT_EQ(direct.close(), 1);
+    EXPECT_EQ(log.take(), LogLines{});
 
-  const int handle = open_file("/dev/full", Mode::kWriteBuffered);
-  EXPECT_EQ(put(handle, kBlock.substr(1)), 1);
-  EXPECT_EQ(put(handle, "bc"), -1);
-  EXPECT_EQ(put(handle, kBlock + kBlock), -1);
-  EXPECT_EQ(getfpos(handle), 4095);
-  EXPECT_EQ(outch('b', handle), 1);
-  EXPECT_EQ(outch('c', handle), -1);
-  EXPECT_EQ(setfpos(handle, 7), -1);
-  uninch(0, handle);
-  EXPECT_EQ(getfpos(handle), 4096);
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(fileclose(handle), 1);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            std::to_string(ENOSPC) + "\n");
-  EXPECT_EQ(log.take(),
-            (LogLines{"1 configapi: putline: WriteFile failed.",
-                      "1 configapi: putline: WriteFile failed.",
-                      "1 configapi: outch: WriteFile failed.",
-                      "1 configapi: setfpos: Internal file I/O error",
-                      "1 configapi: fileclose: WriteFile failed."}));
-}
-
-// What waits when the disk is full is written once there is room again.
-TEST_F(LineIo, OutputOutlivesAFullDevice) {
-  const int handle = writer(Mode::kWriteBuffered);
-  EXPECT_EQ(put(handle, kBlock.substr(1)), 1);
-  {
-    const Instead full(handle, "/dev/full", O_WRONLY);
-    EXPECT_EQ(put(handle, "lost"), -1);
-    EXPECT_EQ(setfpos(handle, 0), -1);
+    const Calls calls = open_calls(record, false, true, full);
+    EXPECT_EQ(calls.text(Text(kBlock.substr(1))), 1);
+    EXPECT_EQ(calls.text(Text("bc")), -1);
+    EXPECT_EQ(calls.put('b'), 1);
+    EXPECT_EQ(calls.put('c'), -1);
+    EXPECT_EQ(calls.move(7), -1);
+    EXPECT_EQ(calls.pos(), 4096);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(calls.close(), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              record ? "" : std::to_string(ENOSPC) + "\n");
+    EXPECT_EQ(log.take(),
+              (LogLines{"1 configapi: putline: WriteFile failed.",
+                        "1 configapi: outch: WriteFile failed.",
+                        "1 configapi: setfpos: Internal file I/O error",
+                        "1 configapi: fileclose: WriteFile failed."}));
   }
-  EXPECT_EQ(put(handle, "kept"), 1);
-  EXPECT_EQ(fileclose(handle), 1);
-  EXPECT_EQ(written(), kBlock.substr(1) + "kept");
-}
-
-// What `put` gives while files may have no more than so many bytes.
-int put_limited(rlim_t bytes, int handle, const std::string& text) {
-  (void)std::signal(SIGXFSZ, SIG_IGN);
-  rlimit old{};
-  getrlimit(RLIMIT_FSIZE, &old);
-  const rlimit limit = {bytes, old.rlim_max};
-  setrlimit(RLIMIT_FSIZE, &limit);
-  const int result = put(handle, text);
-  setrlimit(RLIMIT_FSIZE, &old);
-  return result;
-}
-
-// The limit lets a part of a block through. Whoever tries again after that
-// must find nothing twice in the file.
-TEST_F(LineIo, AHalfWrittenBlockIsWrittenOnce) {
-  const struct {
-    std::size_t waiting;  // bytes in the buffer when a text meets the limit
-    rlim_t limit;
-    std::size_t counted;  // the position after the failure
-  } cases[] = {
-      {100, 50, 100},     // in the waiting bytes
-      {100, 200, 100},    // in the head of the text
-      {100, 5000, 4096},  // in the second block
-      {100, 8192, 8192},  // at an edge
-      {0, 4000, 0},       // nothing waiting
-  };
-  const std::string text = kBlock + std::string(4096, 'c') + kBlock;
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.limit);
-    unlink(folder.path("written").c_str());
-    const int handle = writer(Mode::kWriteBuffered);
-    const std::string waiting(c.waiting, 'w');
-    ASSERT_EQ(put(handle, waiting), 1);
-    EXPECT_EQ(put_limited(c.limit, handle, text), -1);
-    EXPECT_EQ(getfpos(handle), static_cast<long>(c.counted));
-    EXPECT_EQ(log.take(), LogLines{"1 configapi: putline: WriteFile failed."});
-    EXPECT_EQ(put(handle, text.substr(c.counted - c.waiting)), 1);
-    EXPECT_EQ(fileclose(handle), 1);
-    EXPECT_EQ(written(), waiting + text);
-  }
-  unlink(folder.path("written").c_str());
-  const int direct = writer(Mode::kWrite);
-  EXPECT_EQ(put_limited(10, direct, "0123456789abc"), -1);
-  EXPECT_EQ(getfpos(direct), 0);
-  EXPECT_EQ(put(direct, "ABC"), 1);
-  EXPECT_EQ(written(), "ABC3456789");
 }
 
 // A pipe cannot step back: what it took must be gone from the buffer.

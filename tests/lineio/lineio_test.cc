@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "lineio/files.h"
+#include "support/client_text.h"
 
 namespace test {
 namespace {
@@ -196,7 +197,11 @@ TEST_F(LineIo, LogsOpensWhileItIsTold) {
     (void)folder.write("qxmta.ini", "[Debug]\nLogFileIO=" + value + "\n");
     fileclose(open_file(name, Mode::kRead));
     fileclose(create_file(name, Mode::kWrite));
-    return log.take();
+    LogLines lines = log.take();
+    FileClose(FileOpen(Text(name), 0));
+    FileClose(FileCreate(Text(name)));
+    EXPECT_EQ(log.take(), lines);
+    return lines;
   };
   const int number = open_file(path, Mode::kRead);
   fileclose(number);
