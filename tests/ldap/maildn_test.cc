@@ -48,8 +48,9 @@ struct MailDn : testing::Test {
 TEST(MailDnDeathTest, WithoutAKeyThereIsNoName) {
   EXPECT_EXIT(
       {
-        for (pthread_key_t other = 0; pthread_key_create(&other, nullptr) == 0;)
-          ;
+        pthread_key_t other = 0;
+        while (pthread_key_create(&other, nullptr) == 0) {
+        }
         const bool refused =
             ldapClient().CreateDNFromMail(Text("joe@a.b")) == nullptr;
         std::exit(refused && InitDN() == EAGAIN ? 0 : 1);
@@ -165,24 +166,24 @@ TEST_F(MailDn, NoNameWithoutMemory) {
       {&ldapClient::Mail2DN, "cn=j@a.b,dc=a,dc=b"},
       {&ldapClient::CreateDNFromMail, "mail=j@a.b,dc=a,dc=b"},
   };
-  for (const auto& [call, name] : cases) {
+  for (const auto& c : cases) {
     int refusals = 0;
     bool failed = true;
     for (int n = 1; failed; ++n) {
-      std::thread([&, call = call] {
+      std::thread([&] {
         const Text address("j@a.b");
         const AllocFault fault(n);
-        char* result = (client.*call)(address);
+        char* result = (client.*c.call)(address);
         failed = AllocFault::happened();
         refusals += result == nullptr ? 1 : 0;
-        EXPECT_EQ(result != nullptr ? result : name, name) << n;
+        EXPECT_EQ(result != nullptr ? result : c.name, c.name) << n;
         EXPECT_TRUE(result != nullptr || failed) << n;
-        if (call != &ldapClient::CreateDNFromMail) {
+        if (c.call != &ldapClient::CreateDNFromMail) {
           client.free(result);
         }
       }).join();
     }
-    EXPECT_GE(refusals, 8) << name;
+    EXPECT_GE(refusals, 8) << c.name;
   }
 }
 
