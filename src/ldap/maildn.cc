@@ -10,7 +10,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
-#include <utility>
 
 #include "base/heap_text.h"
 
@@ -33,45 +32,51 @@ constexpr std::string_view kDnSyntax = " \"#+,;<>\\";
 // gives no domain that its buffer does not hold.
 static_assert(sizeof "dc=" + 4 * sizeof domainBuf < kSuffixSize);
 
-// The components of a domain joined, as GetSuffix() hands them out.
-HeapText domain_suffix(std::string_view domain) {
+// Writes the components of a domain, as GetSuffix() hands them out, without a
+// NUL. Returns their length, 0 when there are none.
+std::size_t write_components(std::string_view domain, char* to) {
   if (domain.find_first_of(kDnSyntax) != std::string_view::npos) {
-    return nullptr;
+    return 0;
   }
-  HeapText suffix(static_cast<char*>(std::calloc(1, kSuffixSize)));
-  if (suffix == nullptr) {
-    return nullptr;
-  }
-  char* end = suffix.get();
+  char* end = to;
   while (!domain.empty()) {
     const std::string_view label = domain.substr(0, domain.find('.'));
     domain.remove_prefix(std::min(label.size() + 1, domain.size()));
     if (!label.empty()) {
-      const std::string_view type = end == suffix.get() ? "dc=" : ",dc=";
+      const std::string_view type = end == to ? "dc=" : ",dc=";
       end += type.copy(end, type.size());
       end += label.copy(end, label.size());
     }
   }
-  return end != suffix.get() ? std::move(suffix) : nullptr;
+  return static_cast<std::size_t>(end - to);
 }
 
-HeapText suffix_of(const char* address) {
-  if (address == nullptr) {
-    return nullptr;
-  }
+// The same for the domain of an address, into kSuffixSize bytes.
+std::size_t write_suffix(const char* address, char* to) {
   // The parser changes the text it is given.
-  const HeapText copy = heap_copy(address);
+  const HeapText copy = address != nullptr ? heap_copy(address) : nullptr;
   if (copy == nullptr) {
-    return nullptr;
+    return 0;
   }
   RecipTable table{};
-  HeapText suffix;
-  if (RecipParse(copy.get(), &table, 1) != 0) {
-    suffix = domain_suffix(table.first->domain);
-  }
+  const std::size_t length = RecipParse(copy.get(), &table, 1) != 0
+                                 ? write_components(table.first->domain, to)
+                                 : 0;
   Clear_RT(&table);
-  return suffix;
+  return length;
 }
+
+// The suffix of an address on its way into a DN; empty when there is none.
+class Suffix {
+ public:
+  explicit Suffix(const char* address)
+      : length_(write_suffix(address, bytes_)) {}
+  [[nodiscard]] std::string_view text() const { return {bytes_, length_}; }
+
+ private:
+  char bytes_[kSuffixSize];
+  std::size_t length_;
+};
 
 // An address in front of its suffix.
 struct MailName {
@@ -118,19 +123,21 @@ char* thread_buffer() {
 // NOLINTBEGIN(readability-non-const-parameter)
 
 char* ldapClient::GetSuffix(char* address) {
-  return configapi::suffix_of(address).release();
+  configapi::HeapText suffix(
+      static_cast<char*>(std::calloc(1, configapi::kSuffixSize)));
+  return suffix != nullptr && configapi::write_suffix(address, suffix.get()) > 0
+             ? suffix.release()
+             : nullptr;
 }
 
 char* ldapClient::Mail2DN(char* address) {
   if (address == nullptr || std::strlen(address) > configapi::kMaxCnAddress) {
     return nullptr;
   }
-  const configapi::HeapText suffix = configapi::suffix_of(address);
-  if (suffix == nullptr) {
-    return nullptr;
-  }
-  const configapi::MailName name{"cn=", address, suffix.get()};
-  auto* dn = static_cast<char*>(std::malloc(name.size()));
+  const configapi::Suffix suffix(address);
+  const configapi::MailName name{"cn=", address, suffix.text()};
+  auto* dn = name.suffix.empty() ? nullptr
+                                 : static_cast<char*>(std::malloc(name.size()));
   if (dn != nullptr) {
     name.write(dn);
   }
@@ -138,15 +145,14 @@ char* ldapClient::Mail2DN(char* address) {
 }
 
 char* ldapClient::CreateDNFromMail(char* address) {
-  const configapi::HeapText suffix = configapi::suffix_of(address);
-  if (suffix == nullptr) {
+  const configapi::Suffix suffix(address);
+  if (suffix.text().empty()) {
     return nullptr;
   }
-  const configapi::MailName name{"mail=", address, suffix.get()};
-  if (name.size() > configapi::kThreadBufferSize) {
-    return nullptr;
-  }
-  char* buffer = configapi::thread_buffer();
+  const configapi::MailName name{"mail=", address, suffix.text()};
+  char* buffer = name.size() <= configapi::kThreadBufferSize
+                     ? configapi::thread_buffer()
+                     : nullptr;
   if (buffer != nullptr) {
     name.write(buffer);
   }

@@ -183,7 +183,7 @@ TEST_F(MailDn, NoNameWithoutMemory) {
         }
       }).join();
     }
-    EXPECT_GE(refusals, 8) << c.name;
+    EXPECT_GE(refusals, 7) << c.name;
   }
 }
 
