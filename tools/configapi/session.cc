@@ -5,7 +5,6 @@
 
 #include "deadline.h"
 #include "host.h"
-#include "password.h"
 
 namespace configapi::tool {
 namespace {
@@ -38,34 +37,13 @@ constexpr std::string_view kBindRefused = "Error on ldap_resul2error";
 // What it logs when a search failed, which finding nothing does not.
 constexpr std::string_view kSearchFailed = "ldap_search failed";
 
-// The most bytes that the library takes of a host, DN or password.
-constexpr std::size_t kLongestField = 63;
-
-void require_short(const char* what, const std::string& text) {
-  if (text.size() > kLongestField) {
-    throw Failure(ExitCode::kUsage, std::string(what) + " has more than " +
-                                        std::to_string(kLongestField) +
-                                        " bytes");
-  }
-}
-
 }  // namespace
 
 // NOLINTNEXTLINE(modernize-pass-by-value): one copy in a whole run
 Session::Session(const Connection& connection, const Output& output)
     : connection_(connection), output_(output) {
-  if (connection_.bind_dn.empty() != connection_.password_file.empty()) {
-    throw Failure(ExitCode::kUsage,
-                  "a bind DN (-D) and a password file (-y) go together");
-  }
   // Asking may take the user a while, so it comes before the connection.
-  std::string password;
-  if (!connection_.bind_dn.empty()) {
-    password = read_password(connection_.password_file);
-  }
-  require_short("the host (-H)", connection_.host);
-  require_short("the bind DN (-D)", connection_.bind_dn);
-  require_short("the password (-y)", password);
+  std::string password = bind_password(connection_);
   connect();
   if (!connection_.bind_dn.empty()) {
     bind(&password);
@@ -77,27 +55,27 @@ Session::~Session() {
 }
 
 void Session::connect() {
-  const Deadline deadline(connection_.seconds, no_answer(), output_);
+  const Deadline deadline(connection_.seconds, no_answer(connection_), output_);
   std::string host = connection_.host;
   if (config_.ldapClientConnect(host.data(), connection_.port) != 0) {
-    throw unreachable("is not reachable");
+    throw unreachable(connection_, "is not reachable");
   }
 }
 
 // A bind that fails closes the connection too.
 void Session::bind(std::string* password) {
-  const Deadline deadline(connection_.seconds, no_answer(), output_);
+  const Deadline deadline(connection_.seconds, no_answer(connection_), output_);
   std::string dn = connection_.bind_dn;
   if (config_.ldapClientBind(dn.data(), password->data()) != 0) {
     const std::string reason = take_last_error();
-    throw unreachable(reason == kBindRefused
-                          ? "refused the bind as " + dn
-                          : "gave no answer to the bind: " + reason);
+    throw reason == kBindRefused
+        ? bind_refused(connection_)
+        : unreachable(connection_, "gave no answer to the bind: " + reason);
   }
 }
 
 std::optional<std::string> Session::read(const Setting& setting) {
-  const Deadline deadline(connection_.seconds, no_answer(), output_);
+  const Deadline deadline(connection_.seconds, no_answer(connection_), output_);
   take_last_error();
   std::array<char, kValueSize> value{};
   unsigned long type = 0;
@@ -116,7 +94,7 @@ std::optional<std::string> Session::read(const Setting& setting) {
 }
 
 std::vector<Entry> Session::entries() {
-  const Deadline deadline(connection_.seconds, no_answer(), output_);
+  const Deadline deadline(connection_.seconds, no_answer(connection_), output_);
   take_last_error();
   const SearchResult found =
       search(nullptr, kSubtree, "(objectclass=qxconfig)");
@@ -131,13 +109,13 @@ std::vector<Entry> Session::entries() {
 void Session::require_found_nothing() {
   const bool failed = take_last_error() == kSearchFailed;
   if (!answers()) {
-    throw unreachable("does not answer");
+    throw unreachable(connection_, "does not answer");
   }
   if (failed) {
     throw Failure(ExitCode::kRefused,
-                  directory() + " refused the search" +
+                  directory_name(connection_) + " refused the search" +
                       (connection_.bind_dn.empty()
-                           ? " of a session without a bind (-D, -y)"
+                           ? without_bind(connection_)
                            : ", or has more entries than it shows at once"));
   }
 }
@@ -155,20 +133,6 @@ Session::SearchResult Session::search(char* base, int scope,
   return {config_.ldapClientSearch(base, scope, kNeverDereference,
                                    filter.data(), &code),
           {&config_}};
-}
-
-Failure Session::no_answer() const {
-  return unreachable("did not answer within " +
-                     std::to_string(connection_.seconds) + " s");
-}
-
-Failure Session::unreachable(const std::string& what) const {
-  return {ExitCode::kUnreachable, directory() + " " + what};
-}
-
-std::string Session::directory() const {
-  return "directory " + connection_.host + " port " +
-         std::to_string(connection_.port);
 }
 
 std::string read_table(const Setting& setting) {

@@ -13,18 +13,10 @@
 #include <vector>
 
 #include "address.h"
+#include "connection.h"
 #include "output.h"
 
 namespace configapi::tool {
-
-// How to reach the directory, from options and environment.
-struct Connection {
-  std::string host = "localhost";
-  int port = 389;
-  std::string bind_dn;        // empty: no bind
-  std::string password_file;  // "-" asks on the terminal
-  unsigned seconds = 10;      // bound on each wait
-};
 
 // An entry as the directory holds it: names and values side by side.
 struct Entry {
@@ -34,8 +26,7 @@ struct Entry {
 
 class Session {
  public:
-  // Connects and binds. Throws a Failure: kUsage for a DN without a password
-  // file or the other way round, kFile for a password that cannot be read,
+  // Connects and binds. Throws a Failure: those of bind_password(), and
   // kUnreachable for everything that the directory has a part in.
   Session(const Connection& connection, const Output& output);
   ~Session();
@@ -65,9 +56,6 @@ class Session {
   void bind(std::string* password);
   bool answers();
   void require_found_nothing();
-  [[nodiscard]] std::string directory() const;
-  [[nodiscard]] Failure no_answer() const;
-  [[nodiscard]] Failure unreachable(const std::string& what) const;
 
   Connection connection_;
   const Output& output_;

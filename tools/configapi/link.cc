@@ -1,0 +1,195 @@
+#include "link.h"
+
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "deadline.h"
+#include "ldap/quiet_socket.h"
+
+namespace configapi::tool {
+namespace {
+
+timeval seconds(unsigned count) {
+  return {static_cast<time_t>(count), 0};
+}
+
+// What a user's own configuration of the LDAP library could say otherwise.
+bool set_options(LDAP* ld, unsigned limit) {
+  const int version = LDAP_VERSION3;
+  const int unlimited = LDAP_NO_LIMIT;
+  const int never = LDAP_DEREF_NEVER;
+  const timeval wait = seconds(limit);
+  const std::array<std::pair<int, const void*>, 8> options = {{
+      {LDAP_OPT_PROTOCOL_VERSION, &version},
+      {LDAP_OPT_REFERRALS, LDAP_OPT_OFF},
+      {LDAP_OPT_DEREF, &never},
+      {LDAP_OPT_SIZELIMIT, &unlimited},
+      {LDAP_OPT_TIMELIMIT, &unlimited},
+      {LDAP_OPT_NETWORK_TIMEOUT, &wait},
+      {LDAP_OPT_TIMEOUT, &wait},
+      {LDAP_OPT_RESTART, LDAP_OPT_ON},  // a signal ends no wait
+  }};
+  return std::all_of(options.begin(), options.end(), [ld](const auto& option) {
+    return ldap_set_option(ld, option.first, option.second) == LDAP_OPT_SUCCESS;
+  });
+}
+
+// The LDAP library looks at its clock between messages, but not while half of
+// one has come.
+void limit_socket(LDAP* ld, unsigned limit) {
+  int fd = -1;
+  ldap_get_option(ld, LDAP_OPT_DESC, &fd);
+  const timeval wait = seconds(limit);
+  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
+  setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &wait, sizeof wait);
+}
+
+std::string copied(const berval& value) {
+  return {value.bv_val, value.bv_len};
+}
+
+Entry copied_entry(LDAP* ld, LDAPMessage* message) {
+  Entry entry;
+  if (const LinkOwner<char> dn(ldap_get_dn(ld, message)); dn != nullptr) {
+    entry.dn = dn.get();
+  }
+  BerElement* element = nullptr;
+  LinkOwner<char> name(ldap_first_attribute(ld, message, &element));
+  const LinkOwner<BerElement> walk(element);
+  while (name != nullptr) {
+    const LinkOwner<berval*> values(
+        ldap_get_values_len(ld, message, name.get()));
+    const int count = ldap_count_values_len(values.get());
+    for (int i = 0; i < count; ++i) {
+      entry.values.emplace_back(name.get(), copied(*values.get()[i]));
+    }
+    name.reset(ldap_next_attribute(ld, message, element));
+  }
+  return entry;
+}
+
+std::vector<Entry> copied_entries(LDAP* ld, LDAPMessage* result) {
+  std::vector<Entry> entries;
+  for (LDAPMessage* entry = ldap_first_entry(ld, result); entry != nullptr;
+       entry = ldap_next_entry(ld, entry)) {
+    entries.push_back(copied_entry(ld, entry));
+  }
+  return entries;
+}
+
+}  // namespace
+
+// NOLINTNEXTLINE(modernize-pass-by-value): one copy in a whole run
+Link::Link(const Connection& connection, const Output& output)
+    : connection_(connection) {
+  // Asking may take the user a while, so it comes before the connection.
+  std::string password = bind_password(connection_);
+  connect(output);
+  if (!connection_.bind_dn.empty()) {
+    bind(std::move(password));
+  }
+}
+
+void Link::connect(const Output& output) {
+  // Only resolving the name has no limit of its own; what has one can be
+  // reported by it, so it comes a second earlier.
+  const Deadline deadline(connection_.seconds + 1, no_answer(connection_),
+                          output);
+  ld_.reset(ldap_init(connection_.host.c_str(), connection_.port));
+  if (ld_ == nullptr || !set_options(ld(), connection_.seconds)) {
+    throw unreachable(connection_, "is not reachable");
+  }
+  const int code = ldap_connect(ld());
+  if (code == LDAP_TIMEOUT) {
+    throw no_answer(connection_);
+  }
+  if (code != LDAP_SUCCESS || !make_socket_quiet(ld())) {
+    throw unreachable(connection_, "is not reachable");
+  }
+  limit_socket(ld(), connection_.seconds);
+}
+
+void Link::bind(std::string password) const {
+  berval secret{password.size(), password.data()};
+  const int code =
+      ldap_sasl_bind_s(ld(), connection_.bind_dn.c_str(), LDAP_SASL_SIMPLE,
+                       &secret, nullptr, nullptr, nullptr);
+  if (code == LDAP_TIMEOUT) {
+    throw no_answer(connection_);
+  }
+  if (code < LDAP_SUCCESS) {
+    throw unreachable(connection_, "gave no answer to the bind");
+  }
+  if (code != LDAP_SUCCESS) {
+    throw bind_refused(connection_);
+  }
+}
+
+std::vector<Entry> Link::entries() const {
+  const auto found =
+      search(nullptr, LDAP_SCOPE_SUBTREE, "(objectclass=qxconfig)", nullptr);
+  return copied_entries(ld(), found.get());
+}
+
+std::vector<std::string> Link::root_values(const std::string& attribute) const {
+  const auto found =
+      search("", LDAP_SCOPE_BASE, "(objectclass=*)", attribute.c_str());
+  std::vector<std::string> values;
+  for (Entry& root : copied_entries(ld(), found.get())) {
+    for (auto& [name, value] : root.values) {
+      values.push_back(std::move(value));
+    }
+  }
+  return values;
+}
+
+bool Link::offers(const std::string& extension) const {
+  const auto all = root_values("supportedExtension");
+  return std::find(all.begin(), all.end(), extension) != all.end();
+}
+
+// Finding no such object is an answer, and an empty one.
+LinkOwner<LDAPMessage> Link::search(const char* base, int scope,
+                                    const char* filter,
+                                    const char* attribute) const {
+  std::string wanted =
+      attribute != nullptr ? attribute : LDAP_ALL_USER_ATTRIBUTES;
+  std::array<char*, 2> attributes = {wanted.data(), nullptr};
+  LDAPMessage* answer = nullptr;
+  const int code =
+      ldap_search_ext_s(ld(), base, scope, filter, attributes.data(), 0,
+                        nullptr, nullptr, nullptr, LDAP_NO_LIMIT, &answer);
+  LinkOwner<LDAPMessage> result(answer);
+  if (code != LDAP_SUCCESS && code != LDAP_NO_SUCH_OBJECT) {
+    throw failure("the search" + without_bind(connection_), code);
+  }
+  return result;
+}
+
+Failure Link::failure(const std::string& what, int code) const {
+  if (code == LDAP_TIMEOUT) {
+    return no_answer(connection_);
+  }
+  if (code < LDAP_SUCCESS) {
+    return unreachable(connection_, "does not answer: " + words(code));
+  }
+  return {ExitCode::kRefused, directory_name(connection_) + " refused " + what +
+                                  ": " + words(code)};
+}
+
+std::string Link::words(int code) const {
+  std::string text = ldap_err2string(code);
+  char* message = nullptr;
+  ldap_get_option(ld(), LDAP_OPT_DIAGNOSTIC_MESSAGE, &message);
+  const LinkOwner<char> owner(message);
+  if (message != nullptr && *message != '\0') {
+    text.append(" (").append(message).append(")");
+  }
+  return text;
+}
+
+}  // namespace configapi::tool
