@@ -58,10 +58,8 @@ std::optional<unsigned char> hex_byte(std::string_view digits) {
     }
     value = value * 16 + static_cast<unsigned>(digit);
   }
-  // A NUL ends a value wherever it goes.
-  return digits.size() < 2 || value == 0
-             ? std::nullopt
-             : std::optional(static_cast<unsigned char>(value));
+  return digits.size() < 2 ? std::nullopt
+                           : std::optional(static_cast<unsigned char>(value));
 }
 
 // Takes what stands behind a backslash; false when that is no escape.

@@ -69,7 +69,7 @@ std::string ini_setting(std::string_view key, std::string_view value,
                         bool further = false);
 std::string ini_masked(std::string_view key);
 
-// A value as it stands behind the '='. A NUL byte cannot be read back.
+// A value of any bytes, as it stands behind the '='.
 std::string ini_value(std::string_view value);
 
 }  // namespace configapi::tool
