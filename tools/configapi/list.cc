@@ -6,19 +6,17 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "address.h"
 #include "commands.h"
 #include "holdings.h"
+#include "ini_text.h"
 #include "rules.h"
 #include "setting_row.h"
 
 namespace configapi::tool {
 namespace {
-
-constexpr std::string_view kMask = "********";
 
 struct ListOptions {
   std::string word;

@@ -33,29 +33,50 @@ Form form_of(unsigned char lead) {
 
 bool is_printable(char32_t c) {
   const bool control = c < 0x20 || (c >= 0x7F && c < 0xA0);
-  const bool surrogate = c >= 0xD800 && c < 0xE000;
   // Marks that turn the direction of what follows.
   const bool turns =
       (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
-  return !control && !surrogate && !turns && c <= 0x10FFFF;
+  return !control && !turns;
+}
+
+struct Character {
+  std::size_t length;  // 0: not well-formed
+  char32_t code;
+};
+
+Character first_character(std::string_view text) {
+  const Form form = form_of(static_cast<unsigned char>(text.front()));
+  if (form.length == 0 || text.size() < form.length) {
+    return {0, 0};
+  }
+  char32_t code = form.lead_bits;
+  for (const char byte : text.substr(1, form.length - 1)) {
+    if (!is_tail(byte)) {
+      return {0, 0};
+    }
+    code = code << 6U | (static_cast<unsigned char>(byte) & 0x3FU);
+  }
+  const bool surrogate = code >= 0xD800 && code < 0xE000;
+  const bool known = code >= form.smallest && code <= 0x10FFFF && !surrogate;
+  return {known ? form.length : 0, code};
 }
 
 }  // namespace
 
 std::size_t utf8_printable(std::string_view text) {
-  const Form form = form_of(static_cast<unsigned char>(text.front()));
-  if (form.length == 0 || text.size() < form.length) {
-    return 0;
-  }
-  char32_t character = form.lead_bits;
-  for (const char byte : text.substr(1, form.length - 1)) {
-    if (!is_tail(byte)) {
-      return 0;
+  const Character character = first_character(text);
+  return is_printable(character.code) ? character.length : 0;
+}
+
+bool is_utf8(std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t length = first_character(text).length;
+    if (length == 0) {
+      return false;
     }
-    character = character << 6U | (static_cast<unsigned char>(byte) & 0x3FU);
+    text.remove_prefix(length);
   }
-  return character >= form.smallest && is_printable(character) ? form.length
-                                                               : 0;
+  return true;
 }
 
 std::size_t utf8_length(std::string_view text) {

@@ -14,6 +14,9 @@ namespace configapi::tool {
 // REQUIRES: the text is not empty.
 std::size_t utf8_printable(std::string_view text);
 
+// Whether the whole text is well-formed UTF-8. Control characters are.
+bool is_utf8(std::string_view text);
+
 // Number of characters of a text in UTF-8.
 std::size_t utf8_length(std::string_view text);
 
