@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <string_view>
 
 #include "nearest.h"
 
@@ -39,14 +38,6 @@ bool is_named(const Entry& entry, std::string_view section) {
   });
 }
 
-const Entry* first_named(const std::vector<Entry>& entries,
-                         std::string_view section) {
-  const auto entry = std::find_if(
-      entries.begin(), entries.end(),
-      [&](const Entry& candidate) { return is_named(candidate, section); });
-  return entry != entries.end() ? &*entry : nullptr;
-}
-
 bool has_section(const std::vector<Holding>& holdings,
                  std::string_view section) {
   return std::any_of(holdings.begin(), holdings.end(), [&](const Holding& h) {
@@ -55,6 +46,14 @@ bool has_section(const std::vector<Holding>& holdings,
 }
 
 }  // namespace
+
+const Entry* first_named(const std::vector<Entry>& entries,
+                         std::string_view section) {
+  const auto entry = std::find_if(
+      entries.begin(), entries.end(),
+      [&](const Entry& candidate) { return is_named(candidate, section); });
+  return entry != entries.end() ? &*entry : nullptr;
+}
 
 Holdings::Holdings(const std::vector<Entry>& entries) {
   const auto settings = all_settings();
@@ -99,6 +98,16 @@ void Holdings::add_section(const std::string& section,
           {section, name, values_of(entry, name), std::nullopt});
     }
   }
+}
+
+std::vector<std::string> values_now(const Holdings& holdings,
+                                    const Setting& setting) {
+  const auto& all = holdings.all();
+  const auto held =
+      std::find_if(all.begin(), all.end(), [&](const Holding& holding) {
+        return holding.in_schema() && holding.setting->key == setting.key;
+      });
+  return held != all.end() ? held->values : std::vector<std::string>{};
 }
 
 }  // namespace configapi::tool

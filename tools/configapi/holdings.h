@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "address.h"
@@ -45,6 +46,14 @@ class Holdings {
   std::vector<Holding> holdings_;
   std::vector<std::string> shadowed_;
 };
+
+// The entry from which the gateway reads a section, or null.
+const Entry* first_named(const std::vector<Entry>& entries,
+                         std::string_view section);
+
+// The values of a setting in the directory's order; none when it is not set.
+std::vector<std::string> values_now(const Holdings& holdings,
+                                    const Setting& setting);
 
 }  // namespace configapi::tool
 

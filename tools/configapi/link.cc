@@ -72,6 +72,8 @@ Entry copied_entry(LDAP* ld, LDAPMessage* message) {
   return entry;
 }
 
+}  // namespace
+
 std::vector<Entry> copied_entries(LDAP* ld, LDAPMessage* result) {
   std::vector<Entry> entries;
   for (LDAPMessage* entry = ldap_first_entry(ld, result); entry != nullptr;
@@ -80,8 +82,6 @@ std::vector<Entry> copied_entries(LDAP* ld, LDAPMessage* result) {
   }
   return entries;
 }
-
-}  // namespace
 
 // NOLINTNEXTLINE(modernize-pass-by-value): one copy in a whole run
 Link::Link(const Connection& connection, const Output& output)

@@ -24,6 +24,7 @@ struct LinkFree {
   void operator()(LDAPMessage* message) const { ldap_msgfree(message); }
   void operator()(LDAPControl* control) const { ldap_control_free(control); }
   void operator()(LDAPControl** list) const { ldap_controls_free(list); }
+  // One that walks a message, whose bytes it does not own.
   void operator()(BerElement* element) const { ber_free(element, 0); }
   void operator()(berval* value) const { ber_bvfree(value); }
   void operator()(berval** values) const { ldap_value_free_len(values); }
@@ -31,6 +32,9 @@ struct LinkFree {
 };
 template <typename T>
 using LinkOwner = std::unique_ptr<T, LinkFree>;
+
+// The entries of a search's result, in its order and with whole values.
+std::vector<Entry> copied_entries(LDAP* ld, LDAPMessage* result);
 
 class Link {
  public:

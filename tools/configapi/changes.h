@@ -1,0 +1,70 @@
+// Changes to settings that are made together or not at all.
+
+#ifndef CONFIGAPI_TOOLS_CHANGES_H_
+#define CONFIGAPI_TOOLS_CHANGES_H_
+
+#include <string>
+#include <vector>
+
+#include "difference.h"
+#include "failure.h"
+#include "link.h"
+#include "session.h"
+
+namespace configapi::tool {
+
+// What is to change in one entry. It is done by one request, which a directory
+// takes whole or not at all.
+struct ChangedEntry {
+  enum class State { kNotWritten, kWritten, kUnknown };
+
+  std::string dn;
+  bool is_new;  // there is no entry of the section yet
+  std::vector<Difference> differences{};
+  State state = State::kNotWritten;
+};
+
+enum class Writing { kTogether, kOneByOne };
+
+// Every request carries what was read before: it deletes exactly the values
+// that were there, and asserts (RFC 4528) them, or that there were none, so
+// that nobody's change is overwritten unseen. A directory compares values
+// without regard to runs of blanks.
+class Changes {
+ public:
+  // `entries` is what the differences were found in; differences without one
+  // are left out.
+  Changes(const std::vector<Difference>& differences,
+          const std::vector<Entry>& entries);
+
+  [[nodiscard]] const std::vector<ChangedEntry>& entries() const {
+    return entries_;
+  }
+
+  // How they can be written: a directory without transactions (RFC 5805) takes
+  // several entries one by one only. Throws as Link::offers().
+  [[nodiscard]] Writing possible_writing(const Link& link) const;
+
+  // Asks the directory whether it would accept every change, which changes
+  // nothing. False when it does not know how to be asked. Throws a Failure:
+  // kConflict when a setting is no longer as it was read, and those of
+  // Link::failure().
+  [[nodiscard]] bool ask(const Link& link) const;
+
+  // Writes. Throws as ask() does, at the first refusal; the states of entries()
+  // then tell what was written and what was not. A transaction leaves nothing
+  // behind, but a directory that keeps a log of changes may have logged what
+  // came before the refusal: ask first.
+  void write(const Link& link, Writing writing);
+
+ private:
+  void write_together(const Link& link);
+  void write_one_by_one(const Link& link);
+  void set_states(ChangedEntry::State state);
+
+  std::vector<ChangedEntry> entries_;
+};
+
+}  // namespace configapi::tool
+
+#endif  // CONFIGAPI_TOOLS_CHANGES_H_
