@@ -83,6 +83,22 @@ std::vector<Setting> all_settings() {
   return settings;
 }
 
+std::vector<Setting> settings_of(std::string_view section) {
+  auto settings = all_settings();
+  std::erase_if(settings, [section](const Setting& setting) {
+    return !same_name(setting.section, section);
+  });
+  return settings;
+}
+
+std::string nearest_section(std::string_view word) {
+  std::vector<std::string> names;
+  for (const Setting& setting : all_settings()) {
+    names.emplace_back(setting.section);
+  }
+  return nearest_name(word, names);
+}
+
 Selection::Selection(std::string_view word)
     : section_(word.substr(0, word.find('/'))),
       key_("*"),

@@ -27,6 +27,10 @@ std::string address_of(const Setting& setting);
 // twice, the first slot is the one that reads and writes go by.
 std::vector<Setting> all_settings();
 
+// The settings of a section, named in any letter case; none where the schema
+// does not have it.
+std::vector<Setting> settings_of(std::string_view section);
+
 // Selects settings by a word from the command line:
 //   SECTION/KEY  each side a name or a glob: * ? [...]
 //   SECTION      a whole section
@@ -57,6 +61,9 @@ class Selection {
   std::string key_;
   bool has_slash_;
 };
+
+// The section that was probably meant; empty when none is near.
+std::string nearest_section(std::string_view word);
 
 // The failure of a word that selects nothing, with what was probably meant.
 Failure not_in_schema(std::string_view word);

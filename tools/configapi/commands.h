@@ -23,11 +23,17 @@ struct Tool {
   // Reports a failure that does not keep the command from going on with its
   // other arguments; the first one gives the exit code.
   void report(const Failure& failure);
+
+  // The same without a word.
+  void fail(ExitCode code);
 };
 
 void add_get(CLI::App* app, Tool* tool);
 void add_list(CLI::App* app, Tool* tool);
 void add_describe(CLI::App* app, Tool* tool);
+void add_check(CLI::App* app, Tool* tool);
+void add_export(CLI::App* app, Tool* tool);
+void add_diff(CLI::App* app, Tool* tool);
 void add_headers(CLI::App* app, Tool* tool);
 void add_addresses(CLI::App* app, Tool* tool);
 void add_date(CLI::App* app, Tool* tool);

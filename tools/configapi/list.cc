@@ -13,6 +13,7 @@
 #include "holdings.h"
 #include "ini_text.h"
 #include "rules.h"
+#include "selected.h"
 #include "setting_row.h"
 
 namespace configapi::tool {
@@ -94,29 +95,19 @@ void run(const ListOptions& options, Tool* tool) {
   const Selection selection(options.word);
   Session session(tool->connection, tool->output);
   const Holdings holdings(session.entries());
-  for (const auto& dn : holdings.shadowed()) {
-    tool->output.warning("the gateway does not read the entry " + dn +
-                         ": another has the same section");
-  }
+  warn_of_shadowed(holdings, tool->output);
   const Printer printer(options, tool->output);
   bool any = false;
   for (const Holding& holding : holdings.all()) {
     const bool wanted = options.unset_too || !holding.values.empty();
-    if (wanted && (selection.matches(holding.section, holding.key) ||
-                   selection.names(holding.section))) {
+    if (wanted && is_selected(holding, selection)) {
       printer.print(holding);
       any = true;
     }
   }
-  if (any) {
-    return;
+  if (!any) {
+    throw nothing_set(options.word, tool->connection);
   }
-  if (selection.settings().empty()) {
-    throw not_in_schema(options.word);
-  }
-  const std::string what =
-      options.word.empty() ? "" : " that matches '" + options.word + "'";
-  tool->report(absent("nothing" + what + " is set", tool->connection));
 }
 
 }  // namespace

@@ -71,6 +71,9 @@ void add_commands(CLI::App* app, Tool* tool) {
   add_get(app, tool);
   add_list(app, tool);
   add_describe(app, tool);
+  add_check(app, tool);
+  add_export(app, tool);
+  add_diff(app, tool);
   add_headers(app, tool);
   add_addresses(app, tool);
   add_date(app, tool);
@@ -137,8 +140,12 @@ ExitCode run(int argc, char** argv) {
 
 void Tool::report(const Failure& failure) {
   output.error(failure);
+  fail(failure.code());
+}
+
+void Tool::fail(ExitCode code) {
   if (result == ExitCode::kDone) {
-    result = failure.code();
+    result = code;
   }
 }
 

@@ -3,12 +3,16 @@
 #ifndef CONFIGAPI_TOOLS_RULES_H_
 #define CONFIGAPI_TOOLS_RULES_H_
 
+#include <cstddef>
 #include <string_view>
 
 namespace configapi::tool {
 
 // The longest value in bytes that the directory's records carry.
 inline constexpr std::size_t kMaxValueBytes = 511;
+
+// The longest attribute name in bytes that they carry.
+inline constexpr std::size_t kMaxKeyBytes = 63;
 
 // The rule of a type code, to be read after "must be"; for a code that is no
 // type "of a known type".

@@ -54,22 +54,6 @@ std::string contents(const std::string& path, const std::string& name) {
   return read_all(file.get(), name);
 }
 
-std::vector<Setting> settings_of(std::string_view section) {
-  auto settings = all_settings();
-  std::erase_if(settings, [section](const Setting& setting) {
-    return !same_name(setting.section, section);
-  });
-  return settings;
-}
-
-std::string nearest_section(std::string_view word) {
-  std::vector<std::string> names;
-  for (const Setting& setting : all_settings()) {
-    names.emplace_back(setting.section);
-  }
-  return nearest_name(word, names);
-}
-
 std::string nearest_key(std::string_view word,
                         const std::vector<Setting>& section) {
   std::vector<std::string> names;
@@ -92,6 +76,9 @@ SettingsFile::SettingsFile(const std::string& path)
       begin_section(line);
     } else if (!section_.empty()) {
       add(line);
+    }
+    if (faults_.size() == kMostFaults) {
+      fault(line, "too many faults; what follows is not looked at");
     }
   }
 }

@@ -1,0 +1,94 @@
+// configapi diff [FILE] [--with HOST[:PORT]] [--replace] [--secrets]
+
+#include <CLI/App.hpp>
+#include <charconv>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "commands.h"
+#include "difference.h"
+#include "holdings.h"
+#include "link.h"
+#include "settings_file.h"
+
+namespace configapi::tool {
+namespace {
+
+struct DiffOptions {
+  std::string file = "-";
+  std::string other;
+  bool replace = false;
+  bool secrets = false;
+};
+
+// HOST, HOST:PORT or [ADDRESS]:PORT; an address with colons and no brackets
+// has no port.
+Connection with_host(Connection connection, std::string_view word) {
+  const std::size_t colon = word.rfind(':');
+  const bool has_port = colon != std::string_view::npos &&
+                        (word.starts_with('[') ? word[colon - 1] == ']'
+                                               : word.find(':') == colon);
+  connection.host = word.substr(0, has_port ? colon : word.size());
+  if (has_port) {
+    constexpr int kMaxPort = 65535;
+    const char* const end = word.data() + word.size();
+    const auto [behind, error] =
+        std::from_chars(word.data() + colon + 1, end, connection.port);
+    if (error != std::errc() || behind != end || connection.port < 1 ||
+        connection.port > kMaxPort) {
+      throw Failure(ExitCode::kUsage,
+                    "no port in '" + std::string(word) + "' (--with)");
+    }
+  }
+  return connection;
+}
+
+Holdings holdings_of(const Connection& connection, const Output& output) {
+  return Holdings(Link(connection, output).entries());
+}
+
+void run(const DiffOptions& options, Tool* tool) {
+  std::vector<Wanted> wanted;
+  if (options.other.empty()) {
+    const SettingsFile file(options.file);
+    if (!file.faults().empty()) {
+      for (const FileFault& fault : file.faults()) {
+        tool->report(file.failure(fault));
+      }
+      return;
+    }
+    wanted = file.wanted();
+  } else {
+    wanted = wanted_of(
+        holdings_of(with_host(tool->connection, options.other), tool->output));
+  }
+  const bool all = options.replace || !options.other.empty();
+  const auto list = differences(holdings_of(tool->connection, tool->output),
+                                wanted, all ? Unnamed::kGo : Unnamed::kStay);
+  for (const Difference& difference : list) {
+    print(difference, options.secrets, tool->output);
+  }
+  tool->result = list.empty() ? ExitCode::kDone : ExitCode::kNo;
+}
+
+}  // namespace
+
+void add_diff(CLI::App* app, Tool* tool) {
+  const auto options = std::make_shared<DiffOptions>();
+  CLI::App* command = app->add_subcommand(
+      "diff", "Show what would make the directory like a file or another one");
+  auto* const file =
+      command->add_option("FILE", options->file,
+                          "INI text as export writes it; - is standard input");
+  command->add_option("--with", options->other, "The other directory")
+      ->type_name("HOST[:PORT]")
+      ->excludes(file);
+  command->add_flag("--replace", options->replace,
+                    "Count settings that the file does not name, too");
+  command->add_flag("--secrets", options->secrets, "Show passwords in clear");
+  command->callback([options, tool] { run(*options, tool); });
+}
+
+}  // namespace configapi::tool
