@@ -173,4 +173,12 @@ std::vector<Setting> require_addressed(std::string_view word) {
   return require_settings(word);
 }
 
+Setting require_one(std::string_view word) {
+  if (Selection(word).is_glob()) {
+    throw Failure(ExitCode::kUsage,
+                  "'" + std::string(word) + "' is a glob, not one setting");
+  }
+  return require_addressed(word).front();
+}
+
 }  // namespace configapi::tool

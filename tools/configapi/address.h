@@ -74,6 +74,9 @@ std::vector<Setting> require_settings(std::string_view word);
 // The same for a command that wants addresses: a word without '/' is refused.
 std::vector<Setting> require_addressed(std::string_view word);
 
+// The one setting of a command that changes it: a glob is refused, too.
+Setting require_one(std::string_view word);
+
 }  // namespace configapi::tool
 
 #endif  // CONFIGAPI_TOOLS_ADDRESS_H_

@@ -31,8 +31,11 @@ struct Tool {
 void add_get(CLI::App* app, Tool* tool);
 void add_list(CLI::App* app, Tool* tool);
 void add_describe(CLI::App* app, Tool* tool);
+void add_set(CLI::App* app, Tool* tool);
+void add_unset(CLI::App* app, Tool* tool);
 void add_check(CLI::App* app, Tool* tool);
 void add_export(CLI::App* app, Tool* tool);
+void add_import(CLI::App* app, Tool* tool);
 void add_diff(CLI::App* app, Tool* tool);
 void add_headers(CLI::App* app, Tool* tool);
 void add_addresses(CLI::App* app, Tool* tool);

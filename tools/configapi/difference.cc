@@ -75,9 +75,11 @@ std::vector<Wanted> wanted_of(const Holdings& holdings) {
 
 std::string difference_line(const Difference& difference, bool secrets) {
   const bool masked = is_masked(difference, secrets);
-  return address_of(difference.setting) + ": " +
-         shown(difference.before, masked) + " -> " +
-         shown(difference.after, masked);
+  const std::string address = address_of(difference.setting) + ": ";
+  const std::string after = shown(difference.after, masked);
+  return difference.before == difference.after
+             ? address + after + " (as it was)"
+             : address + shown(difference.before, masked) + " -> " + after;
 }
 
 Json difference_row(const Difference& difference, bool secrets) {

@@ -43,7 +43,8 @@ std::vector<Difference> differences(const Holdings& holdings,
 std::vector<Wanted> wanted_of(const Holdings& holdings);
 
 // "Tuning/DNStimeout: 5 -> 7", escaped. What is not set is "(not set)", each
-// of several values stands in quotes, secrets are masked unless shown.
+// of several values stands in quotes, secrets are masked unless shown. No
+// difference reads "Tuning/DNStimeout: 7 (as it was)".
 std::string difference_line(const Difference& difference, bool secrets);
 
 // The same with the members old and new, null for what is not set, and

@@ -105,7 +105,8 @@ std::vector<std::string> values_now(const Holdings& holdings,
   const auto& all = holdings.all();
   const auto held =
       std::find_if(all.begin(), all.end(), [&](const Holding& holding) {
-        return holding.in_schema() && holding.setting->key == setting.key;
+        return same_name(holding.section, setting.section) &&
+               same_name(holding.key, setting.key->key);
       });
   return held != all.end() ? held->values : std::vector<std::string>{};
 }

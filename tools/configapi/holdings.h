@@ -51,7 +51,8 @@ class Holdings {
 const Entry* first_named(const std::vector<Entry>& entries,
                          std::string_view section);
 
-// The values of a setting in the directory's order; none when it is not set.
+// The values of a setting, in the schema or not, in the directory's order; none
+// when it is not set.
 std::vector<std::string> values_now(const Holdings& holdings,
                                     const Setting& setting);
 

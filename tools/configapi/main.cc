@@ -71,8 +71,11 @@ void add_commands(CLI::App* app, Tool* tool) {
   add_get(app, tool);
   add_list(app, tool);
   add_describe(app, tool);
+  add_set(app, tool);
+  add_unset(app, tool);
   add_check(app, tool);
   add_export(app, tool);
+  add_import(app, tool);
   add_diff(app, tool);
   add_headers(app, tool);
   add_addresses(app, tool);

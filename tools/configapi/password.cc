@@ -119,12 +119,11 @@ class EchoOff {
   bool known_;
 };
 
-std::string ask(int terminal) {
-  constexpr std::string_view kPrompt = "Password: ";
+std::string ask(int terminal, std::string_view prompt) {
   const HeldSignals signals;
   const EchoOff silence(terminal);
   std::array<char, kMaxPasswordFile> line{};
-  const bool ready = ::write(terminal, kPrompt.data(), kPrompt.size()) > 0 &&
+  const bool ready = ::write(terminal, prompt.data(), prompt.size()) > 0 &&
                      signals.wait_readable(terminal);
   const ssize_t got = ready ? ::read(terminal, line.data(), line.size()) : -1;
   if (got < 0) {
@@ -133,16 +132,41 @@ std::string ask(int terminal) {
   return {line.data(), static_cast<std::size_t>(got)};
 }
 
+FileDescriptor open_terminal() {
+  return FileDescriptor(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY));
+}
+
 std::string read_raw(const std::string& file) {
   const bool from_terminal = file == "-";
-  const FileDescriptor fd(
-      ::open(from_terminal ? "/dev/tty" : file.c_str(),
-             (from_terminal ? O_RDWR : O_RDONLY) | O_CLOEXEC | O_NOCTTY));
+  const FileDescriptor fd =
+      from_terminal
+          ? open_terminal()
+          : FileDescriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
   const std::string name = from_terminal ? "the terminal" : file;
   if (!fd) {
     throw cannot_read(name);
   }
-  return from_terminal ? ask(fd.get()) : read_all(fd.get(), name);
+  return from_terminal ? ask(fd.get(), "Password: ") : read_all(fd.get(), name);
+}
+
+// One byte at a time: what lies behind the line is for the next to read.
+std::string read_line(int fd, const std::string& name) {
+  std::string line;
+  for (char byte = 0; line.size() <= kMaxPasswordFile;) {
+    const ssize_t got = ::read(fd, &byte, 1);
+    if (got < 0 && errno != EINTR) {
+      throw cannot_read(name);
+    }
+    if (got == 0 && line.empty()) {
+      break;
+    }
+    if (got == 0 || (got > 0 && byte == '\n')) {
+      return line;
+    }
+    line.append(got > 0 ? 1 : 0, byte);
+  }
+  throw Failure(ExitCode::kFile,
+                "no value of " + name + " in a line of standard input");
 }
 
 }  // namespace
@@ -157,6 +181,21 @@ std::string read_password(const std::string& file) {
                   "a password is neither empty nor does it hold a NUL byte");
   }
   return password;
+}
+
+std::string read_secret(const std::string& name) {
+  if (::isatty(STDIN_FILENO) == 0) {
+    return read_line(STDIN_FILENO, name);
+  }
+  const FileDescriptor terminal = open_terminal();
+  if (!terminal) {
+    throw cannot_read("the terminal");
+  }
+  std::string value = ask(terminal.get(), name + ": ");
+  if (value.ends_with('\n')) {
+    value.pop_back();
+  }
+  return value;
 }
 
 }  // namespace configapi::tool

@@ -14,6 +14,11 @@ namespace configapi::tool {
 // having proved anything (RFC 4513 section 5.1.2).
 std::string read_password(const std::string& file);
 
+// A setting's value that others are not to see, out of the next line of
+// standard input; a terminal is asked and does not echo. Throws a Failure
+// (kFile) when there is none.
+std::string read_secret(const std::string& name);
+
 }  // namespace configapi::tool
 
 #endif  // CONFIGAPI_TOOLS_PASSWORD_H_

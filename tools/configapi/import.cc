@@ -1,0 +1,105 @@
+// configapi import [FILE] [--replace] [-n] [--secrets]
+
+#include <CLI/App.hpp>
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "edit.h"
+#include "settings_file.h"
+#include "verdict.h"
+
+namespace configapi::tool {
+namespace {
+
+struct ImportOptions : EditOptions {
+  std::string file = "-";
+  bool replace = false;
+};
+
+// What the file wants, in the form that is stored. Every line that is wrong
+// goes to `faults`.
+std::vector<Wanted> judged(const SettingsFile& file,
+                           std::vector<FileFault>* faults) {
+  std::vector<Wanted> all = file.wanted();
+  for (Wanted& wanted : all) {
+    for (std::string& value : wanted.values) {
+      const Verdict verdict = judge(wanted.setting, value);
+      if (verdict.ok()) {
+        value = verdict.stored;
+      } else {
+        faults->push_back({wanted.line,
+                           address_of(wanted.setting) + ": " + verdict.why,
+                           {},
+                           verdict.code()});
+      }
+    }
+  }
+  return all;
+}
+
+// False when the file is not right; every fault has been reported then.
+bool take(const SettingsFile& file, std::vector<Wanted>* wanted, Tool* tool) {
+  std::vector<FileFault> faults = file.faults();
+  *wanted = judged(file, &faults);
+  std::stable_sort(
+      faults.begin(), faults.end(),
+      [](const FileFault& a, const FileFault& b) { return a.line < b.line; });
+  for (const FileFault& fault : faults) {
+    tool->report(file.failure(fault));
+  }
+  return faults.empty();
+}
+
+void warn_of_lost_secrets(const std::vector<Wanted>& wanted,
+                          const Holdings& now, const Output& output) {
+  for (const Wanted& one : wanted) {
+    if (one.masked && values_now(now, one.setting).empty()) {
+      output.warning(address_of(one.setting) +
+                     " is masked in the file, and stays not set");
+    }
+  }
+}
+
+void run(const ImportOptions& options, Tool* tool) {
+  const SettingsFile file(options.file);
+  std::vector<Wanted> wanted;
+  if (!take(file, &wanted, tool)) {
+    return;
+  }
+  // More likely an export that failed than a wish.
+  if (options.replace && wanted.empty()) {
+    throw Failure(
+        ExitCode::kNo,
+        file.name() + " holds no setting: --replace would leave none");
+  }
+  Editor editor(options, tool);
+  const Holdings now = editor.read();
+  warn_of_lost_secrets(wanted, now, tool->output);
+  const auto list =
+      differences(now, wanted, options.replace ? Unnamed::kGo : Unnamed::kStay);
+  for (const Difference& difference : list) {
+    print(difference, options.secrets, tool->output);
+  }
+  editor.carry_out(list);
+  editor.read_back(list, false);
+}
+
+}  // namespace
+
+void add_import(CLI::App* app, Tool* tool) {
+  const auto options = std::make_shared<ImportOptions>();
+  CLI::App* command = app->add_subcommand(
+      "import", "Change settings to what a file says, all of them or none");
+  command->add_option("FILE", options->file,
+                      "As export writes it; - or none is standard input");
+  command->add_flag("--replace", options->replace,
+                    "Remove the settings that the file does not have; what "
+                    "the schema does not know stays");
+  add_edit_options(command, options.get());
+  command->callback([options, tool] { run(*options, tool); });
+}
+
+}  // namespace configapi::tool
