@@ -3,29 +3,19 @@
 #include <csignal>
 #include <string>
 
-#include "support/client_test.h"
-#include "support/temp_folder.h"
-#include "tools/run_tool.h"
+#include "tools/directory_tool.h"
 
 namespace {
 
 using test::ToolRun;
 
-class ToolDirectory : public test::ClientTest {
+class ToolDirectory : public test::DirectoryToolTest {
  protected:
   void SetUp() override {
-    ClientTest::SetUp();
+    DirectoryToolTest::SetUp();
     if (IsSkipped() || HasFailure()) {
       return;
     }
-    // The file's one line feed is not part of the password.
-    surroundings_.names = {
-        {"CONFIGAPI_HOST", directory().host()},
-        {"CONFIGAPI_PORT", std::to_string(directory().port())},
-        {"CONFIGAPI_BINDDN", directory().bind_dn()},
-        {"CONFIGAPI_PASSFILE",
-         folder_.write("password", directory().password() + "\n")},
-        {"CONFIGAPI_TIMEOUT", "20"}};
     // Not in the schema's order; a key of another section; a section of
     // somebody else's; a key with two values, of which the last counts.
     add("cn=Tuning", {{0, "ConfigSerial", "3"},
@@ -36,19 +26,10 @@ class ToolDirectory : public test::ClientTest {
     add("cn=Elsewhere", {{0, "HostName", "mx"}});
   }
 
-  void check(const std::vector<test::ToolCase>& cases) const {
-    test::check_tool(cases, surroundings_);
-  }
   [[nodiscard]] std::string where() const {
     return "directory " + directory().host() + " port " +
            std::to_string(directory().port());
   }
-  [[nodiscard]] ToolRun run(const std::string& line) const {
-    return test::run_tool(line, surroundings_);
-  }
-
-  test::Surroundings surroundings_;
-  const test::TempFolder folder_;
 };
 
 TEST_F(ToolDirectory, GetsValues) {

@@ -70,7 +70,9 @@ void run(const DiffOptions& options, Tool* tool) {
   for (const Difference& difference : list) {
     print(difference, options.secrets, tool->output);
   }
-  tool->result = list.empty() ? ExitCode::kDone : ExitCode::kNo;
+  if (!list.empty()) {
+    tool->fail(ExitCode::kNo);
+  }
 }
 
 }  // namespace

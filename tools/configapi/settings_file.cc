@@ -105,32 +105,42 @@ void SettingsFile::add(const IniLine& line) {
                        ExitCode::kNotInSchema});
     return;
   }
+  if (line.further) {
+    add_further(line, *setting);
+  } else {
+    add_first(line, *setting);
+  }
+}
+
+void SettingsFile::add_first(const IniLine& line, const Setting& setting) {
   const auto known = std::find_if(
       wanted_.begin(), wanted_.end(),
-      [&](const Wanted& wanted) { return wanted.setting.key == setting->key; });
-  if (line.further) {
-    add_further(line, known != wanted_.end() ? &*known : nullptr);
-  } else if (known != wanted_.end()) {
-    fault(line, address_of(*setting) + " stands in line " +
+      [&](const Wanted& wanted) { return wanted.setting.key == setting.key; });
+  if (known != wanted_.end()) {
+    fault(line, address_of(setting) + " stands in line " +
                     std::to_string(known->line) + " already");
-  } else if (line.masked && !is_secret(line.key)) {
+  } else if (line.masked && !is_secret(setting.key->key)) {
     fault(line, "only a secret can be masked; quotes make a value of it");
   } else {
-    wanted_.push_back({*setting, {}, line.masked, line.number});
+    wanted_.push_back({setting, {}, line.masked, line.number});
+    values_.clear();
     if (!line.masked) {
       wanted_.back().values.push_back(line.value);
+      values_.insert(line.value);
     }
   }
 }
 
-void SettingsFile::add_further(const IniLine& line, Wanted* wanted) {
-  if (wanted == nullptr || wanted->masked) {
-    fault(line, "one more value of a key that has none before it");
-  } else if (std::find(wanted->values.begin(), wanted->values.end(),
-                       line.value) != wanted->values.end()) {
+// Only behind the value before it, so that no file takes long to read however
+// many values it has.
+void SettingsFile::add_further(const IniLine& line, const Setting& setting) {
+  if (wanted_.empty() || wanted_.back().setting.key != setting.key ||
+      wanted_.back().masked) {
+    fault(line, "one more value of a key that has none in front of it");
+  } else if (!values_.insert(line.value).second) {
     fault(line, "a value that the key has already");
   } else {
-    wanted->values.push_back(line.value);
+    wanted_.back().values.push_back(line.value);
   }
 }
 

@@ -4,6 +4,7 @@
 #define CONFIGAPI_TOOLS_SETTINGS_FILE_H_
 
 #include <cstddef>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -43,13 +44,15 @@ class SettingsFile {
  private:
   void begin_section(const IniLine& line);
   void add(const IniLine& line);
-  void add_further(const IniLine& line, Wanted* wanted);
+  void add_first(const IniLine& line, const Setting& setting);
+  void add_further(const IniLine& line, const Setting& setting);
   void fault(const IniLine& line, const std::string& text);
 
   std::string name_;
   std::vector<Wanted> wanted_;
   std::vector<FileFault> faults_;
   std::vector<Setting> section_;  // being read; empty for an unknown one
+  std::set<std::string> values_;  // of the setting that was wanted last
 };
 
 }  // namespace configapi::tool
