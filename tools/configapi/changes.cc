@@ -4,6 +4,8 @@
 #include <array>
 #include <deque>
 #include <initializer_list>
+#include <new>
+#include <random>
 #include <utility>
 
 #include "ldap/escape.h"
@@ -23,7 +25,7 @@ constexpr const char* kNoOperation = "1.3.6.1.4.1.4203.666.5.2";
 // the caller's.
 class Modifications {
  public:
-  void add(int operation, const std::string& attribute, const Values& values) {
+  void add(int operation, const char* attribute, const Values& values) {
     if (values.empty()) {
       return;
     }
@@ -36,7 +38,7 @@ class Modifications {
     list.push_back(nullptr);
     LDAPMod& mod = mods_.emplace_back();
     mod.mod_op = operation | LDAP_MOD_BVALUES;
-    mod.mod_type = const_cast<char*>(attribute.c_str());  // NOLINT
+    mod.mod_type = const_cast<char*>(attribute);  // NOLINT
     mod.mod_bvalues = list.data();
     pointers_.insert(pointers_.end() - 1, &mod);
   }
@@ -72,12 +74,7 @@ std::string assertion_of(const Difference& difference) {
   return filter;
 }
 
-LinkOwner<LDAPControl> assertion(const Link& link, const ChangedEntry& entry) {
-  std::string filter = "(&";
-  for (const Difference& difference : entry.differences) {
-    filter += assertion_of(difference);
-  }
-  filter += ")";
+LinkOwner<LDAPControl> assertion(const Link& link, std::string filter) {
   LDAPControl* made = nullptr;
   const int code =
       ldap_create_assertion_control(link.ld(), filter.data(), 1, &made);
@@ -87,31 +84,54 @@ LinkOwner<LDAPControl> assertion(const Link& link, const ChangedEntry& entry) {
   return LinkOwner<LDAPControl>(made);
 }
 
-// Sends the entry's request, with one more control or none. Returns a code; on
-// success *id is the request's.
-int send(const Link& link, const ChangedEntry& entry, LDAPControl* further,
-         int* id) {
-  static const std::string class_attribute = "objectClass";
-  static const Values class_value = {"qxconfig"};
-  Modifications mods;
-  if (entry.is_new) {
-    mods.add(LDAP_MOD_ADD, class_attribute, class_value);
-  }
-  std::deque<std::string> keys;
+LinkOwner<LDAPControl> assertion(const Link& link, const ChangedEntry& entry) {
+  std::string filter = "(&";
   for (const Difference& difference : entry.differences) {
-    const std::string& key = keys.emplace_back(difference.setting.key->key);
-    mods.add(LDAP_MOD_DELETE, key, difference.before);
-    mods.add(LDAP_MOD_ADD, key, difference.after);
+    filter += assertion_of(difference);
   }
-  if (entry.is_new) {
-    std::array<LDAPControl*, 2> controls = {further, nullptr};
-    return ldap_add_ext(link.ld(), entry.dn.c_str(), mods.get(),
-                        controls.data(), nullptr, id);
+  return assertion(link, filter + ")");
+}
+
+const std::string& class_attribute() {
+  static const std::string name = "objectClass";
+  return name;
+}
+
+const Values& section_class() {
+  static const Values value = {"qxconfig"};
+  return value;
+}
+
+// The differences. They must outlive the result.
+void add_differences(const ChangedEntry& entry, Modifications* mods) {
+  for (const Difference& difference : entry.differences) {
+    const char* key = difference.setting.key->key;
+    mods->add(LDAP_MOD_DELETE, key, difference.before);
+    mods->add(LDAP_MOD_ADD, key, difference.after);
   }
+}
+
+// Each sends the entry's request, with one more control or none, and returns a
+// code; on success *id is the request's.
+
+int send_add(const Link& link, const ChangedEntry& entry, LDAPControl* further,
+             int* id) {
+  Modifications mods;
+  mods.add(LDAP_MOD_ADD, class_attribute().c_str(), section_class());
+  add_differences(entry, &mods);
+  std::array<LDAPControl*, 2> controls = {further, nullptr};
+  return ldap_add_ext(link.ld(), entry.dn.c_str(), mods.get(), controls.data(),
+                      nullptr, id);
+}
+
+int send_modify(const Link& link, const ChangedEntry& entry,
+                const std::string& dn, LDAPControl* further, int* id) {
+  Modifications mods;
+  add_differences(entry, &mods);
   const auto as_read = assertion(link, entry);
   std::array<LDAPControl*, 3> controls = {as_read.get(), further, nullptr};
-  return ldap_modify_ext(link.ld(), entry.dn.c_str(), mods.get(),
-                         controls.data(), nullptr, id);
+  return ldap_modify_ext(link.ld(), dn.c_str(), mods.get(), controls.data(),
+                         nullptr, id);
 }
 
 // Waits for the answer to a request and returns its code; the answer itself is
@@ -136,9 +156,12 @@ int answer_to(const Link& link, int id,
 }
 
 int send_and_wait(const Link& link, const ChangedEntry& entry,
-                  LDAPControl* further, int* id) {
-  const int code = send(link, entry, further, id);
-  return code == LDAP_SUCCESS ? answer_to(link, *id) : code;
+                  LDAPControl* further) {
+  int id = 0;
+  const int code = entry.is_new
+                       ? send_add(link, entry, further, &id)
+                       : send_modify(link, entry, entry.dn, further, &id);
+  return code == LDAP_SUCCESS ? answer_to(link, id) : code;
 }
 
 // --- What an answer means ---------------------------------------------------
@@ -259,6 +282,109 @@ class Transaction {
   LinkOwner<LDAPControl> control_;
 };
 
+// Entries of sections without a setting, made for a transaction to fill. They
+// go again unless they are kept, or somebody else has filled them.
+class BareEntries {
+ public:
+  explicit BareEntries(const Link& link) : link_(link) {}
+  ~BareEntries() {
+    for (const std::string& dn : added_) {
+      remove(dn);
+    }
+  }
+  BareEntries(const BareEntries&) = delete;
+  BareEntries& operator=(const BareEntries&) = delete;
+  BareEntries(BareEntries&&) = delete;
+  BareEntries& operator=(BareEntries&&) = delete;
+
+  // Returns a code.
+  int add(const std::string& dn) {
+    Modifications mods;
+    mods.add(LDAP_MOD_ADD, class_attribute().c_str(), section_class());
+    const int code =
+        ldap_add_ext_s(link_.ld(), dn.c_str(), mods.get(), nullptr, nullptr);
+    if (code == LDAP_SUCCESS) {
+      added_.push_back(dn);
+    }
+    return code;
+  }
+
+  void keep() { added_.clear(); }
+
+ private:
+  void remove(const std::string& dn) const try {
+    const auto bare = assertion(link_, "(!(|(qxSetting=*)(ConfigSerial=*)))");
+    std::array<LDAPControl*, 2> controls = {bare.get(), nullptr};
+    ldap_delete_ext_s(link_.ld(), dn.c_str(), controls.data(), nullptr);
+  } catch (const std::exception&) {
+    // It stays, and holds nothing.
+  }
+
+  const Link& link_;
+  std::vector<std::string> added_;
+};
+
+// --- Asking -----------------------------------------------------------------
+
+// False when the server does not know the question.
+bool ask_of_change(const Link& link, const ChangedEntry& entry,
+                   LDAPControl* no_operation) {
+  const int code = send_and_wait(link, entry, no_operation);
+  if (code == LDAP_UNAVAILABLE_CRITICAL_EXTENSION) {
+    return false;
+  }
+  if (!is_one_of(code, {LDAP_SUCCESS, LDAP_X_NO_OPERATION})) {
+    throw failure_of(link, entry, code);
+  }
+  return true;
+}
+
+// slapd 2.5 damages its database when it is asked to add nothing. A transaction
+// that is not carried out has it look at the values at least.
+void ask_of_new(const Link& link, const ChangedEntry& entry) {
+  const Transaction transaction(link);
+  const int code = send_and_wait(link, entry, transaction.part());
+  if (code != LDAP_SUCCESS) {
+    throw failure_of(link, entry, code);
+  }
+}
+
+// --- Attribute types --------------------------------------------------------
+
+std::string in_lower(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(), [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  });
+  return text;
+}
+
+// Has the server store a value of each type and forget it. False when it does
+// not let this session do so.
+bool make_known(const Link& link, const std::vector<std::string>& types) {
+  // No section, nor of the class of sections: nobody takes it for settings.
+  const std::string dn =
+      "cn=configapi-" + std::to_string(std::random_device{}());
+  const Values classes = {"applicationProcess", "extensibleObject"};
+  const Values value = {"0"};
+  Modifications mods;
+  mods.add(LDAP_MOD_ADD, class_attribute().c_str(), classes);
+  for (const std::string& type : types) {
+    mods.add(LDAP_MOD_ADD, type.c_str(), value);
+  }
+  int code =
+      ldap_add_ext_s(link.ld(), dn.c_str(), mods.get(), nullptr, nullptr);
+  if (code > LDAP_SUCCESS) {
+    return false;
+  }
+  if (code == LDAP_SUCCESS) {
+    code = ldap_delete_ext_s(link.ld(), dn.c_str(), nullptr, nullptr);
+  }
+  if (code != LDAP_SUCCESS) {
+    throw link.failure("to remove the entry " + dn, code);
+  }
+  return true;
+}
+
 ChangedEntry* entry_of(std::vector<ChangedEntry>* entries,
                        const std::string& dn) {
   const auto known =
@@ -271,6 +397,11 @@ ChangedEntry* entry_of(std::vector<ChangedEntry>* entries,
 
 Changes::Changes(const std::vector<Difference>& differences,
                  const std::vector<Entry>& entries) {
+  for (const Entry& entry : entries) {
+    for (const auto& [name, value] : entry.values) {
+      known_types_.insert(in_lower(name));
+    }
+  }
   for (const Difference& difference : differences) {
     if (difference.before == difference.after) {
       continue;
@@ -288,25 +419,45 @@ Changes::Changes(const std::vector<Difference>& differences,
   }
 }
 
-Writing Changes::possible_writing(const Link& link) const {
-  return entries_.size() < 2 || link.offers(LDAP_EXOP_TXN_START)
-             ? Writing::kTogether
-             : Writing::kOneByOne;
+Writing Changes::prepare_writing(const Link& link) const {
+  if (entries_.size() < 2) {
+    return Writing::kTogether;
+  }
+  if (!link.offers(LDAP_EXOP_TXN_START)) {
+    return Writing::kOneByOne;
+  }
+  const auto types = new_types();
+  return types.empty() || make_known(link, types) ? Writing::kTogether
+                                                  : Writing::kOneByOne;
+}
+
+std::vector<std::string> Changes::new_types() const {
+  std::set<std::string> types;
+  for (const ChangedEntry& entry : entries_) {
+    for (const Difference& difference : entry.differences) {
+      const std::string key = difference.setting.key->key;
+      if (!difference.after.empty() && known_types_.count(in_lower(key)) == 0) {
+        types.insert(key);
+      }
+    }
+  }
+  return {types.begin(), types.end()};
 }
 
 bool Changes::ask(const Link& link) const {
   const auto no_operation = control(kNoOperation, berval{0, nullptr});
+  const bool can_queue = link.offers(LDAP_EXOP_TXN_START);
+  bool all = true;
   for (const ChangedEntry& entry : entries_) {
-    int id = 0;
-    const int code = send_and_wait(link, entry, no_operation.get(), &id);
-    if (code == LDAP_UNAVAILABLE_CRITICAL_EXTENSION) {
-      return false;
-    }
-    if (!is_one_of(code, {LDAP_SUCCESS, LDAP_X_NO_OPERATION})) {
-      throw failure_of(link, entry, code);
+    if (!entry.is_new) {
+      all = ask_of_change(link, entry, no_operation.get()) && all;
+    } else if (can_queue) {
+      ask_of_new(link, entry);
+    } else {
+      all = false;
     }
   }
-  return true;
+  return all;
 }
 
 void Changes::write(const Link& link, Writing writing) {
@@ -319,8 +470,7 @@ void Changes::write(const Link& link, Writing writing) {
 
 void Changes::write_one_by_one(const Link& link) {
   for (ChangedEntry& entry : entries_) {
-    int id = 0;
-    const int code = send_and_wait(link, entry, nullptr, &id);
+    const int code = send_and_wait(link, entry, nullptr);
     if (code != LDAP_SUCCESS) {
       // Without an answer it may have been written all the same.
       entry.state = code < LDAP_SUCCESS ? State::kUnknown : State::kNotWritten;
@@ -330,12 +480,32 @@ void Changes::write_one_by_one(const Link& link) {
   }
 }
 
+// An entry that is added in a transaction would not come to stand where the
+// server would put it otherwise, if it rewrites its name.
 void Changes::write_together(const Link& link) {
+  BareEntries bare(link);
+  for (const ChangedEntry& entry : entries_) {
+    const int code = entry.is_new ? bare.add(entry.dn) : LDAP_SUCCESS;
+    if (code != LDAP_SUCCESS) {
+      throw failure_of(link, entry, code);
+    }
+  }
+  commit(link);
+  bare.keep();
+}
+
+void Changes::commit(const Link& link) {
+  auto names = link.own_names();
   Transaction transaction(link);
   std::vector<int> ids;
   for (const ChangedEntry& entry : entries_) {
-    const int code =
-        send_and_wait(link, entry, transaction.part(), &ids.emplace_back());
+    const std::string& name = names[entry.dn];
+    int& id = ids.emplace_back();
+    int code = send_modify(link, entry, name.empty() ? entry.dn : name,
+                           transaction.part(), &id);
+    if (code == LDAP_SUCCESS) {
+      code = answer_to(link, id);
+    }
     if (code != LDAP_SUCCESS) {
       throw failure_of(link, entry, code);
     }

@@ -3,6 +3,7 @@
 #ifndef CONFIGAPI_TOOLS_CHANGES_H_
 #define CONFIGAPI_TOOLS_CHANGES_H_
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -42,11 +43,18 @@ class Changes {
   }
 
   // How they can be written: a directory without transactions (RFC 5805) takes
-  // several entries one by one only. Throws as Link::offers().
-  [[nodiscard]] Writing possible_writing(const Link& link) const;
+  // several entries one by one only.
+  //
+  // slapd 2.5 stores attribute types by number, and does not take back a number
+  // that it gave in a transaction which it then rolls back: later the values of
+  // one key would turn up as another's. Types that nothing has had so far, as
+  // far as can be seen, therefore get theirs first, from an entry that is added
+  // and removed at once. Where that is refused, one by one is the safe way.
+  // Throws Link::failure().
+  [[nodiscard]] Writing prepare_writing(const Link& link) const;
 
   // Asks the directory whether it would accept every change, which changes
-  // nothing. False when it does not know how to be asked. Throws a Failure:
+  // nothing. False when not all can be asked about. Throws a Failure:
   // kConflict when a setting is no longer as it was read, and those of
   // Link::failure().
   [[nodiscard]] bool ask(const Link& link) const;
@@ -59,10 +67,13 @@ class Changes {
 
  private:
   void write_together(const Link& link);
+  void commit(const Link& link);
   void write_one_by_one(const Link& link);
+  [[nodiscard]] std::vector<std::string> new_types() const;
   void set_states(ChangedEntry::State state);
 
   std::vector<ChangedEntry> entries_;
+  std::set<std::string> known_types_;  // in lower case
 };
 
 }  // namespace configapi::tool

@@ -63,15 +63,15 @@ void Editor::carry_out(const std::vector<Difference>& differences) {
       ask(changes);
       return;
     }
-    const Writing writing = changes.possible_writing(link_);
+    if (changes.entries().size() > 1) {
+      (void)changes.ask(link_);  // where it cannot be asked, writing tells
+    }
+    const Writing writing = changes.prepare_writing(link_);
     if (writing == Writing::kOneByOne) {
       tool_->output.warning(
           directory_name(tool_->connection) +
           " offers no transactions: the sections are written one after the "
           "other, up to the first refusal");
-    }
-    if (changes.entries().size() > 1) {
-      (void)changes.ask(link_);  // where it cannot be asked, writing tells
     }
     changes.write(link_, writing);
   } catch (const Failure& failure) {

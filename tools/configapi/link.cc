@@ -130,8 +130,22 @@ void Link::bind(std::string password) const {
 }
 
 std::vector<Entry> Link::entries() const {
+  return sections(nullptr);
+}
+
+std::map<std::string, std::string> Link::own_names() const {
+  std::map<std::string, std::string> names;
+  for (Entry& entry : sections("entryDN")) {
+    names[entry.dn] = entry.values.empty()
+                          ? entry.dn
+                          : std::move(entry.values.front().second);
+  }
+  return names;
+}
+
+std::vector<Entry> Link::sections(const char* attribute) const {
   const auto found =
-      search(nullptr, LDAP_SCOPE_SUBTREE, "(objectclass=qxconfig)", nullptr);
+      search(nullptr, LDAP_SCOPE_SUBTREE, "(objectclass=qxconfig)", attribute);
   return copied_entries(ld(), found.get());
 }
 

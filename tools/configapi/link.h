@@ -7,6 +7,7 @@
 
 #include <ldap.h>
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -53,6 +54,11 @@ class Link {
   // order and with whole values. Throws failure().
   [[nodiscard]] std::vector<Entry> entries() const;
 
+  // The names under which the server itself has those entries, by the names
+  // that it shows: they differ where it rewrites names, which it does not do to
+  // requests in a transaction. Throws failure().
+  [[nodiscard]] std::map<std::string, std::string> own_names() const;
+
   // The values of an attribute of the server's root entry; none when it does
   // not have it. Throws failure().
   [[nodiscard]] std::vector<std::string> root_values(
@@ -73,6 +79,7 @@ class Link {
  private:
   void connect(const Output& output);
   void bind(std::string password) const;
+  [[nodiscard]] std::vector<Entry> sections(const char* attribute) const;
   [[nodiscard]] LinkOwner<LDAPMessage> search(const char* base, int scope,
                                               const char* filter,
                                               const char* attribute) const;
