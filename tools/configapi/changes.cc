@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <deque>
 #include <initializer_list>
 #include <new>
 #include <random>
+#include <thread>
 #include <utility>
 
 #include "ldap/escape.h"
@@ -144,6 +146,7 @@ int answer_to(const Link& link, int id,
   int code = LDAP_TIMEOUT;
   if (type < 0) {
     ldap_get_option(link.ld(), LDAP_OPT_RESULT_CODE, &code);
+    code = code == LDAP_SUCCESS ? LDAP_SERVER_DOWN : code;
   } else if (type > 0) {
     const int parsed = ldap_parse_result(link.ld(), message, &code, nullptr,
                                          nullptr, nullptr, nullptr, 0);
@@ -218,6 +221,9 @@ Failure failure_of(const Link& link, const ChangedEntry& entry, int code) {
 
 // --- Transactions -----------------------------------------------------------
 
+// Long beside what the server has left to do then, be it ever so busy.
+constexpr std::chrono::milliseconds kRest(200);
+
 // Ended without effect when it goes out of scope.
 class Transaction {
  public:
@@ -249,6 +255,9 @@ class Transaction {
 
  private:
   int end(bool commit, int* refused) {
+    // slapd 2.5 answers a request that it keeps for later before it has let go
+    // of it, and crashes when the transaction has ended by then.
+    std::this_thread::sleep_for(kRest);
     int request = 0;
     int code = ldap_txn_end(link_.ld(), commit ? 1 : 0, id_.get(), nullptr,
                             nullptr, &request);
@@ -289,7 +298,9 @@ class BareEntries {
   explicit BareEntries(const Link& link) : link_(link) {}
   ~BareEntries() {
     for (const std::string& dn : added_) {
-      remove(dn);
+      if (remove(dn) < LDAP_SUCCESS) {
+        break;  // the others would wait for an answer as long
+      }
     }
   }
   BareEntries(const BareEntries&) = delete;
@@ -312,12 +323,12 @@ class BareEntries {
   void keep() { added_.clear(); }
 
  private:
-  void remove(const std::string& dn) const try {
+  int remove(const std::string& dn) const try {
     const auto bare = assertion(link_, "(!(|(qxSetting=*)(ConfigSerial=*)))");
     std::array<LDAPControl*, 2> controls = {bare.get(), nullptr};
-    ldap_delete_ext_s(link_.ld(), dn.c_str(), controls.data(), nullptr);
+    return ldap_delete_ext_s(link_.ld(), dn.c_str(), controls.data(), nullptr);
   } catch (const std::exception&) {
-    // It stays, and holds nothing.
+    return LDAP_NO_MEMORY;  // it stays, and holds nothing
   }
 
   const Link& link_;
@@ -327,8 +338,8 @@ class BareEntries {
 // --- Asking -----------------------------------------------------------------
 
 // False when the server does not know the question.
-bool ask_of_change(const Link& link, const ChangedEntry& entry,
-                   LDAPControl* no_operation) {
+bool ask_of(const Link& link, const ChangedEntry& entry,
+            LDAPControl* no_operation) {
   const int code = send_and_wait(link, entry, no_operation);
   if (code == LDAP_UNAVAILABLE_CRITICAL_EXTENSION) {
     return false;
@@ -337,16 +348,6 @@ bool ask_of_change(const Link& link, const ChangedEntry& entry,
     throw failure_of(link, entry, code);
   }
   return true;
-}
-
-// slapd 2.5 damages its database when it is asked to add nothing. A transaction
-// that is not carried out has it look at the values at least.
-void ask_of_new(const Link& link, const ChangedEntry& entry) {
-  const Transaction transaction(link);
-  const int code = send_and_wait(link, entry, transaction.part());
-  if (code != LDAP_SUCCESS) {
-    throw failure_of(link, entry, code);
-  }
 }
 
 // --- Attribute types --------------------------------------------------------
@@ -444,18 +445,12 @@ std::vector<std::string> Changes::new_types() const {
   return {types.begin(), types.end()};
 }
 
+// An addition is not asked about: slapd 2.5 damages its database by it.
 bool Changes::ask(const Link& link) const {
   const auto no_operation = control(kNoOperation, berval{0, nullptr});
-  const bool can_queue = link.offers(LDAP_EXOP_TXN_START);
   bool all = true;
   for (const ChangedEntry& entry : entries_) {
-    if (!entry.is_new) {
-      all = ask_of_change(link, entry, no_operation.get()) && all;
-    } else if (can_queue) {
-      ask_of_new(link, entry);
-    } else {
-      all = false;
-    }
+    all = !entry.is_new && ask_of(link, entry, no_operation.get()) && all;
   }
   return all;
 }

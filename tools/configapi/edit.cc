@@ -70,8 +70,8 @@ void Editor::carry_out(const std::vector<Difference>& differences) {
     if (writing == Writing::kOneByOne) {
       tool_->output.warning(
           directory_name(tool_->connection) +
-          " offers no transactions: the sections are written one after the "
-          "other, up to the first refusal");
+          " cannot take these changes as one: the sections are written one "
+          "after the other, up to the first refusal");
     }
     changes.write(link_, writing);
   } catch (const Failure& failure) {
@@ -83,8 +83,8 @@ void Editor::carry_out(const std::vector<Difference>& differences) {
 void Editor::ask(const Changes& changes) const {
   if (!changes.ask(link_)) {
     tool_->output.warning(directory_name(tool_->connection) +
-                          " cannot be asked whether it would accept: only the "
-                          "types of the values have been checked");
+                          " cannot be asked about everything: of the rest "
+                          "only the types of the values have been checked");
   }
 }
 
