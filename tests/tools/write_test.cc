@@ -119,7 +119,7 @@ class WriteTest : public test::DirectoryToolTest {
   }
 
  private:
-  const configapi::tool::Output output_;
+  const configapi::tool::Output output_{};
   std::optional<Link> link_;
 };
 
