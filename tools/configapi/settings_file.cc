@@ -57,6 +57,7 @@ std::string contents(const std::string& path, const std::string& name) {
 std::string nearest_key(std::string_view word,
                         const std::vector<Setting>& section) {
   std::vector<std::string> names;
+  names.reserve(section.size());
   for (const Setting& setting : section) {
     names.emplace_back(setting.key->key);
   }
