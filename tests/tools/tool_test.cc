@@ -53,6 +53,38 @@ TEST(Tool, AnswersFromTheSchema) {
   }
 }
 
+TEST(Tool, CompletesWords) {
+  const std::string dns = "Tuning/DNStimeout\nTuning/DNSretries\n";
+  check_tool({
+      {"complete g", 0, "get\n"},
+      {"complete get tuning/dns", 0, dns},
+      {"complete -H get -p 7 --json get x/y Tuning/DNS", 0, dns},
+      {"complete get -- -x tuning/dns", 0, dns},
+      {"complete get Loc", 0, "LocalMail/\nLocal Components/\n"},
+      {"complete list Loc", 0, "LocalMail\nLocal Components\n"},
+      {"complete list localm", 0,
+       "LocalMail\nLocalMail/HomeDir\nLocalMail/TimeRetry\n"},
+      {"complete list Tuning ''", 0},  // it takes no more
+      {"complete get -", 0,
+       "--help\n--json\n--table\n--version\n-D\n-H\n-h\n-p\n-q\n-t\n-v\n-y\n"},
+      {"complete completion z", 0, "zsh\n"},
+      {"complete -p 8 nonsense ''", 0,
+       run_tool("complete ''").out},  // no command yet
+      {"complete -y ''", 1},
+      {"complete headers ''", 1},
+      {"complete", 1},
+  });
+  check_tool({
+      {R"(complete --line 'configapi get Tuning\/DNS')", 0, dns},
+      {"complete --line ' configapi\t get \"tuning/DNSt'", 0,
+       "Tuning/DNStimeout\n"},
+      {R"(complete --line 'x get Local\ Components/cci')", 0,
+       "Local Components/CCIN\n"},
+      {R"(complete --line 'configapi list "" ')", 0},
+      {"complete --line 'configapi'", 1},
+  });
+}
+
 TEST(Tool, RefusesWhatItDoesNotKnow) {
   check_tool({
       {"-q -p 99999 describe", 2, ""},

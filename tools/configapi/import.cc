@@ -19,12 +19,15 @@ struct ImportOptions : EditOptions {
   bool replace = false;
 };
 
-// What the file wants, in the form that is stored. Every line that is wrong
-// goes to `faults`.
-std::vector<Wanted> judged(const SettingsFile& file,
-                           std::vector<FileFault>* faults) {
-  std::vector<Wanted> all = file.wanted();
-  for (Wanted& wanted : all) {
+// Puts what is wanted into the form that is stored. Every line that is wrong
+// goes to `faults`. A directory may hold values that are not allowed, and an
+// export has them: what would stay as it is need not be right.
+void judge_all(std::vector<Wanted>* all, const Holdings& now,
+               std::vector<FileFault>* faults) {
+  for (Wanted& wanted : *all) {
+    if (values_now(now, wanted.setting) == wanted.values) {
+      continue;
+    }
     for (std::string& value : wanted.values) {
       const Verdict verdict = judge(wanted.setting, value);
       if (verdict.ok()) {
@@ -37,13 +40,11 @@ std::vector<Wanted> judged(const SettingsFile& file,
       }
     }
   }
-  return all;
 }
 
-// False when the file is not right; every fault has been reported then.
-bool take(const SettingsFile& file, std::vector<Wanted>* wanted, Tool* tool) {
-  std::vector<FileFault> faults = file.faults();
-  *wanted = judged(file, &faults);
+// False when there are faults; each has been reported then.
+bool is_right(const SettingsFile& file, std::vector<FileFault> faults,
+              Tool* tool) {
   std::stable_sort(
       faults.begin(), faults.end(),
       [](const FileFault& a, const FileFault& b) { return a.line < b.line; });
@@ -65,8 +66,11 @@ void warn_of_lost_secrets(const std::vector<Wanted>& wanted,
 
 void run(const ImportOptions& options, Tool* tool) {
   const SettingsFile file(options.file);
-  std::vector<Wanted> wanted;
-  if (!take(file, &wanted, tool)) {
+  std::vector<Wanted> wanted = file.wanted();
+  std::vector<FileFault> faults = file.faults();
+  if (!faults.empty()) {
+    judge_all(&wanted, Holdings({}), &faults);
+    is_right(file, faults, tool);
     return;
   }
   // More likely an export that failed than a wish.
@@ -77,6 +81,10 @@ void run(const ImportOptions& options, Tool* tool) {
   }
   Editor editor(options, tool);
   const Holdings now = editor.read();
+  judge_all(&wanted, now, &faults);
+  if (!is_right(file, faults, tool)) {
+    return;
+  }
   warn_of_lost_secrets(wanted, now, tool->output);
   const auto list =
       differences(now, wanted, options.replace ? Unnamed::kGo : Unnamed::kStay);

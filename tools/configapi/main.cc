@@ -9,10 +9,12 @@
 #include <CLI/Formatter.hpp>
 #include <exception>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "arguments.h"
 #include "commands.h"
+#include "complete.h"
 #include "host.h"
 #include "nearest.h"
 
@@ -80,6 +82,7 @@ void add_commands(CLI::App* app, Tool* tool) {
   add_headers(app, tool);
   add_addresses(app, tool);
   add_date(app, tool);
+  add_completion(app, tool);
 }
 
 // The word that stands where a command should, with the nearest one.
@@ -112,6 +115,28 @@ ExitCode parse_and_run(CLI::App* app, int argc, char** argv, Tool* tool) try {
   throw usage_failure(*app, error);
 }
 
+// What the completion scripts ask: the words of a half-typed command line, or
+// --line and the line. Not a command, for such words need not parse.
+ExitCode print_completions(const CLI::App& app, int argc, char** argv,
+                           const Output& output) {
+  std::vector<std::string> words(argv + 2, argv + argc);
+  if (words.size() == 2 && words.front() == "--line") {
+    words = split_line(words.back());
+  }
+  if (words.empty()) {
+    return ExitCode::kNo;
+  }
+  const auto found = complete(app, words);
+  if (!found) {
+    return ExitCode::kNo;
+  }
+  for (const auto& word : *found) {
+    output.line(word);
+  }
+  Output::finish();
+  return ExitCode::kDone;
+}
+
 // With one of the standard descriptors closed, the next file or connection
 // would take its number, and what is printed would go there.
 void fill_standard_descriptors() {
@@ -130,6 +155,9 @@ ExitCode run(int argc, char** argv) {
                  "configapi");
     add_common(&app, &tool);
     add_commands(&app, &tool);
+    if (argc > 1 && argv[1] == std::string_view("complete")) {
+      return print_completions(app, argc, argv, tool.output);
+    }
     return parse_and_run(&app, argc, argv, &tool);
   } catch (const Failure& failure) {
     tool.report(failure);
