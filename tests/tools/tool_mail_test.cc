@@ -43,6 +43,28 @@ TEST(ToolAddresses, ShowsTheParts) {
   });
 }
 
+TEST(ToolAddresses, BecomeDirectoryNames) {
+  check_tool({
+      {"dn joe@sub.a.b x@localhost", 0,
+       "mail=joe@sub.a.b,dc=sub,dc=a,dc=b\nmail=x@localhost,dc=localhost\n"},
+      {"dn --cn joe@a.b", 0, "cn=joe@a.b,dc=a,dc=b\n"},
+      {"dn --suffix 'Joe <joe+x@a.b>'", 0, "dc=a,dc=b\n"},
+      {"--json dn nobody j@a.b", 1,
+       R"({"address":"nobody","dn":null})"
+       "\n"
+       R"({"address":"j@a.b","dn":"mail=j@a.b,dc=a,dc=b"})"
+       "\n",
+       R"({"error":"'nobody' gives no directory name","exit":1})"
+       "\n"},
+      {"dn joe+lists@a.b", 0, "mail=joe+lists@a.b,dc=a,dc=b\n",
+       "configapi: warning: no directory finds the whole of 'joe+lists@a.b' in "
+       "this name: its special characters are not escaped\n"},
+      {"-q dn --cn --suffix a@b", 2},
+  });
+  EXPECT_EQ(run_tool("dn --suffix", {.input = "a@b.c\n\nd@e\n"}).out,
+            "dc=b,dc=c\ndc=e\n");
+}
+
 TEST(ToolAddresses, ReadsLines) {
   const ToolRun run =
       run_tool("addresses --json", {.input = "a@b\r\n\n  \n\"x y\"@z, \xE9@b"});

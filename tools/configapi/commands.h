@@ -40,6 +40,7 @@ void add_diff(CLI::App* app, Tool* tool);
 void add_headers(CLI::App* app, Tool* tool);
 void add_addresses(CLI::App* app, Tool* tool);
 void add_date(CLI::App* app, Tool* tool);
+void add_dn(CLI::App* app, Tool* tool);
 void add_completion(CLI::App* app, Tool* tool);
 
 }  // namespace configapi::tool

@@ -82,6 +82,7 @@ void add_commands(CLI::App* app, Tool* tool) {
   add_headers(app, tool);
   add_addresses(app, tool);
   add_date(app, tool);
+  add_dn(app, tool);
   add_completion(app, tool);
 }
 
