@@ -48,7 +48,7 @@ bool names_address(const std::string& dn, std::string_view address) {
   if (ldap_str2dn(dn.c_str(), &parts, LDAP_DN_FORMAT_LDAPV3) != LDAP_SUCCESS) {
     return false;
   }
-  const LDAPRDN first = *parts;
+  LDAPAVA* const* const first = *parts;
   const berval& value = first[0]->la_value;
   const bool same = first[1] == nullptr &&
                     std::string_view(value.bv_val, value.bv_len) == address;
