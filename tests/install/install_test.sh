@@ -28,6 +28,18 @@ case $compiler in *i686-linux-gnu*) flags=() ;; esac
 
 echo "installed files"
 for file in bin/configapi "$libdir/libconfigapi.so.1" \
-    include/configapi/config.h share/configapi/schema/qxconfig.ldif; do
+    include/configapi/config.h share/configapi/schema/qxconfig.ldif \
+    share/man/man1/configapi.1 share/man/man3/configapi_config.3; do
   [ -e "$prefix/$file" ] || { echo "FAILED: $file is missing"; exit 1; }
+done
+
+# A page that roff complains about, or that lacks what stands in its source.
+if command -v groff > /dev/null; then
+  complaints=$(groff -man -ww -z "$prefix"/share/man/man?/* 2>&1)
+  [ -z "$complaints" ] || { echo "FAILED: $complaints"; exit 1; }
+fi
+for words in 'configapi.1:.SH EXIT CODES' 'configapi_cs.3:.SS EnterCritical' \
+    'configapi_ldapclient.3:.SS ldapClientSearch'; do
+  grep -q "^${words#*:}" "$prefix"/share/man/man?/"${words%%:*}" ||
+    { echo "FAILED: ${words%%:*} lacks ${words#*:}"; exit 1; }
 done
