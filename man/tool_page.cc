@@ -17,6 +17,7 @@ class Markdown {
  public:
   Markdown(Lines lines, Page* page) : lines_(std::move(lines)), page_(page) {}
 
+  // NOLINTNEXTLINE(misc-no-recursion): all are as deep as the lists are
   void convert() {
     while (at_ < lines_.size()) {
       convert_block();
@@ -24,6 +25,7 @@ class Markdown {
   }
 
  private:
+  // NOLINTNEXTLINE(misc-no-recursion)
   void convert_block() {
     const std::string& line = lines_[at_];
     if (is_blank(line)) {
@@ -62,7 +64,7 @@ class Markdown {
   }
 
   // What a mark begins and indented lines go on with.
-  // NOLINTNEXTLINE(misc-no-recursion): as deep as the document's lists
+  // NOLINTNEXTLINE(misc-no-recursion)
   void convert_item(std::string_view mark) {
     lines_[at_].replace(0, mark.size(), mark.size(), ' ');
     page_->begin_item();
@@ -70,6 +72,7 @@ class Markdown {
     page_->end_item();
   }
 
+  // NOLINTNEXTLINE(misc-no-recursion)
   void convert_text() {
     Lines text;
     while (at_ < lines_.size() && !is_blank(lines_[at_]) &&
