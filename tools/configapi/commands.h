@@ -37,6 +37,7 @@ void add_check(CLI::App* app, Tool* tool);
 void add_export(CLI::App* app, Tool* tool);
 void add_import(CLI::App* app, Tool* tool);
 void add_diff(CLI::App* app, Tool* tool);
+void add_watch(CLI::App* app, Tool* tool);
 void add_headers(CLI::App* app, Tool* tool);
 void add_addresses(CLI::App* app, Tool* tool);
 void add_date(CLI::App* app, Tool* tool);

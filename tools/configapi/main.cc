@@ -79,6 +79,7 @@ void add_commands(CLI::App* app, Tool* tool) {
   add_export(app, tool);
   add_import(app, tool);
   add_diff(app, tool);
+  add_watch(app, tool);
   add_headers(app, tool);
   add_addresses(app, tool);
   add_date(app, tool);
