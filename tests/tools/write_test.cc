@@ -253,7 +253,9 @@ TEST_F(WriteTest, Imports) {
          {"list --secrets", 0,
           "Tuning/DNStimeout=6\n? Tuning/Port=389\nLocalMail/TimeRetry=5\n"
           "LocalMail/TimeRetry=6\nLdap/UserName=3\nLdap/Password=77\n"}});
-  // An export goes back to where it came from.
+  // An export goes back to where it came from, also with a value that should
+  // not be there.
+  modify("cn=Tuning", {{0, "DNSretries", "often"}});
   surroundings_.input = run("export").out;
   check({{"import --replace", 0, ""}});
 }
