@@ -6,12 +6,20 @@
 // Failures are logged with LogMessage under the source "LDAP Client API",
 // level 1 for errors and 6 for searches that found nothing.
 //
-// A server that hangs up makes operations fail and raises no SIGPIPE in the
-// host; a signal that the host handles does not end a wait. Whatever failed,
-// the object can be unbound and connected again. Referrals are followed
-// without credentials, as the LDAP library does by default; on the connections
-// that it opens for them a hang-up may raise SIGPIPE. A limit on waiting does
-// not hold once a server has begun a message and stops in the middle of it.
+// Every wait has a limit, also when a server stops in the middle of a message:
+// NETWORK_TIMEOUT of ldap.conf (3 seconds where it is not set) for connecting,
+// TIMEOUT (30 seconds) for an answer. A server that hangs up raises no SIGPIPE
+// in the host, and a signal that the host handles does not end a wait.
+// Referrals are not followed.
+//
+// A connection that is lost is replaced: by a new one to the hosts that it was
+// made to, bound as bindDN and bindPassword when it was bound so, which is
+// logged at level 6 ("reconnected to URI"). A search or compare that finds its
+// connection lost is then sent again, once. Other requests may change something
+// and are never sent twice; but a connection that the server has closed before
+// is replaced first. Where no host can be had the operation fails as if the
+// connection were still the old one, and the next one tries again. A change of
+// `ld` during any operation follows from this.
 //
 // Lists end with a record that is all zero and carries no data: walk a list
 // while the current record's `next` is not null. N values make N + 1 records.
@@ -81,15 +89,27 @@ class CONFIGAPI_EXPORT ldapClient {
   // Opens a connection (LDAP version 3) to the host, null for "localhost"; a
   // port of 0 or less is 389. An object that is connected is unbound first.
   //
+  // The host may be a name, an address, one of both with ":PORT", a URI (RFC
+  // 4516: ldap://, ldaps://, ldapi://; with the extension StartTLS, as in
+  // "ldap://h/????!StartTLS", encryption begins on the usual port), or a list
+  // of these with blanks between: the first that takes the connection and
+  // answers a search for its root entry is taken. A connection to another than
+  // the first goes back to the first when that answers again; it is tried
+  // every 30 seconds, before an operation. Certificates are checked as
+  // ldap.conf's TLS options tell; one that does not verify is refused by
+  // default.
+  //
   // Returns 0, or 4 with a log line that gives errno when the connection fails
-  // (0: no such host), the host name has 64 bytes or more (ENAMETOOLONG) or the
-  // port is more than 65535 (EINVAL); the object is then unconnected. Waits as
-  // long as the system's connect().
+  // (ECONNREFUSED, ETIMEDOUT, EPROTO for a certificate that was refused, EINVAL
+  // for what is no host, 0 for a name that does not resolve), the host text has
+  // 64 bytes or more (ENAMETOOLONG) or the port is more than 65535 (EINVAL);
+  // the object is then unconnected.
   int ldapClientConnect(char* host, int port);
 
-  // Authenticates with a simple bind (RFC 4513 section 5.1) and waits up to
-  // 360 seconds for the answer; both texts may be null (anonymous). They may
-  // be the object's own bindDN and bindPassword.
+  // Authenticates with a simple bind (RFC 4513 section 5.1) and waits for the
+  // answer as long as TIMEOUT of ldap.conf says, but up to 360 seconds, and as
+  // long where it is not set; both texts may be null (anonymous). They may be
+  // the object's own bindDN and bindPassword.
   //
   // Returns 0 and keeps the texts in bindDN and bindPassword; a null text
   // leaves its field as it was, an empty one empties it. Returns 4 with a log
@@ -104,8 +124,8 @@ class CONFIGAPI_EXPORT ldapClient {
   // 0 base, 1 one level, 2 subtree, and a filter of RFC 4515. `option` sets
   // alias dereferencing: 0 never, 1 searching, 2 finding, 3 always. `attrs`
   // names the attribute types wanted and ends with null; null, like the
-  // overloads without it, wants all. `timeout` bounds the wait, null does not;
-  // an answer that comes later is kept until the connection is closed.
+  // overloads without it, wants all. `timeout` bounds the wait in place of
+  // TIMEOUT; an answer that comes later is kept until the connection is closed.
   //
   // An attribute with a value that holds a NUL byte, which is no text, is left
   // out of its entry.
@@ -133,8 +153,10 @@ class CONFIGAPI_EXPORT ldapClient {
   // Changes the entry `dn` by the list, in order and as one step: the server
   // applies all or none. Returns 0, or the LDAP result code with a log line
   // (32: no such entry; negative when the LDAP library failed, -1 when the
-  // connection did). A list without values, an object without a connection and
-  // memory that is out send nothing and give -1. The list stays the caller's.
+  // connection did, -5 when the server did not answer in
+  // time, which may have made the change or make it yet). A list without
+  // values, an object without a connection and memory that is out send nothing
+  // and give -1. The list stays the caller's.
   int ldapClientModify(char* dn, attrval* list);
 
   // Deletes the entry. Returns 0, or -1 with a log line.

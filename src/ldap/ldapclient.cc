@@ -15,11 +15,11 @@
 #include "base/bounded.h"
 #include "base/heap_text.h"
 #include "ldap/attr_list.h"
+#include "ldap/connection.h"
 #include "ldap/entries.h"
 #include "ldap/log.h"
 #include "ldap/modlist.h"
 #include "ldap/owners.h"
-#include "ldap/quiet_socket.h"
 #include "ldap/search.h"
 
 // Hosts are compiled against these records. On 32-bit x86 a pointer aligns at
@@ -41,43 +41,11 @@ namespace {
 
 constexpr int kSessionFailed = 4;  // connect and bind
 constexpr int kFailed = -1;        // updates and compare
-constexpr int kBindSeconds = 360;
-constexpr std::size_t kMaxHost = 63;
-constexpr int kMaxPort = 65535;
 
 #ifdef CONFIGAPI_HAVE_LDAP_ENABLE_CACHE
 constexpr long kCacheSeconds = 100;
 constexpr long kCacheBytes = 4000;
 #endif
-
-// A new connection that speaks LDAP version 3 and outlasts a host's signals,
-// or null with the reason in errno.
-LDAP* open_session(const char* host, int port) {
-  if (std::strlen(host) > kMaxHost) {
-    errno = ENAMETOOLONG;
-    return nullptr;
-  }
-  if (port > kMaxPort) {
-    errno = EINVAL;
-    return nullptr;
-  }
-  errno = 0;  // a name that does not resolve leaves it alone
-  LDAP* ld = ldap_open(host, port);
-  if (ld == nullptr) {
-    return nullptr;
-  }
-  if (!make_socket_quiet(ld)) {
-    ldap_unbind(ld);
-    errno = ENOMEM;
-    return nullptr;
-  }
-  const int version = LDAP_VERSION3;
-  ldap_set_option(ld, LDAP_OPT_PROTOCOL_VERSION, &version);
-  // Without it a signal that the host handles ends a wait for the server as if
-  // the connection had failed.
-  ldap_set_option(ld, LDAP_OPT_RESTART, LDAP_OPT_ON);
-  return ld;
-}
 
 bool enable_cache([[maybe_unused]] LDAP* ld) {
 #ifdef CONFIGAPI_HAVE_LDAP_ENABLE_CACHE
@@ -89,24 +57,6 @@ bool enable_cache([[maybe_unused]] LDAP* ld) {
 
 bool fits(std::span<const char> field, const char* text) {
   return text == nullptr || std::strlen(text) < field.size();
-}
-
-// The log line of a bind that failed; null when it succeeded.
-const char* bind_failure(LDAP* ld, const char* dn, const char* password) {
-  const int id = ldap_simple_bind(ld, dn, password);
-  if (id == -1) {
-    return "ldap_bind error";
-  }
-  switch (wait4result(ld, kBindSeconds, id)) {
-    case 0:
-      return nullptr;
-    case -1:
-      return "Error on server result";
-    case -2:
-      return "Timed-out";
-    default:
-      return "Error on ldap_resul2error";
-  }
 }
 
 // Keeps a text for which fits() holds. It may be the field's own: a host binds
@@ -135,6 +85,7 @@ int rename_failed(const char* line) {
 }  // namespace
 }  // namespace configapi
 
+using configapi::Request;
 using configapi::SearchCode;
 
 extern "C" int wait4result(LDAP* ld, int seconds, int msgid) {
@@ -160,8 +111,8 @@ ldapClient::ldapClient() = default;
 
 int ldapClient::ldapClientConnect(char* host, int port) {
   ldapClientUnbind();
-  ld = configapi::open_session(host != nullptr ? host : "localhost",
-                               port > 0 ? port : LDAP_PORT);
+  ld = configapi::open_connection(host != nullptr ? host : "localhost",
+                                  port > 0 ? port : LDAP_PORT);
   if (ld == nullptr) {
     std::array<char, 64> line{};
     (void)std::snprintf(line.data(), line.size(), "ldap_open error: errno=%d",
@@ -177,7 +128,9 @@ int ldapClient::ldapClientBind(char* dn, char* password) {
   const char* failure = "ldap_bind error";
   if (ld != nullptr && configapi::fits(bindDN, dn) &&
       configapi::fits(bindPassword, password)) {
-    failure = configapi::bind_failure(ld, dn, password);
+    configapi::before_request(this, Request::kBind);
+    failure =
+        configapi::bind_connection(ld, dn, password, configapi::bind_seconds());
   }
   if (failure != nullptr) {
     ldapClientUnbind();
@@ -186,14 +139,13 @@ int ldapClient::ldapClientBind(char* dn, char* password) {
   }
   configapi::remember(bindDN, dn);
   configapi::remember(bindPassword, password);
+  configapi::set_bound(ld, dn != nullptr && *dn != '\0');
   return 0;
 }
 
 void ldapClient::ldapClientUnbind() {
-  if (ld != nullptr) {
-    ldap_unbind(ld);
-    ld = nullptr;
-  }
+  configapi::close_connection(ld);
+  ld = nullptr;
 }
 
 SearchReq* ldapClient::ldapClientSearch(char* base, int scope, int option,
@@ -221,13 +173,14 @@ SearchReq* ldapClient::ldapClientSearch(char* base, int scope, int option,
                                         timeval* timeout, int* rc) {
   SearchCode code{};
   configapi::EntriesPtr entries = configapi::search(
-      ld, {base, scope, option, filter, attrs, timeout}, &code);
+      this, {base, scope, option, filter, attrs, timeout}, &code);
   *rc = configapi::public_code(code);
   return entries.release();
 }
 
 int ldapClient::ldapClientAdd(char* dn, attrval* list) {
   const configapi::ModsPtr mods = configapi::get_addlist(list);
+  configapi::before_request(this, Request::kWrite);
   if (ld == nullptr || mods == nullptr ||
       ldap_add_s(ld, dn, mods.get()) != LDAP_SUCCESS) {
     configapi::log_ldap_error("ldap_add operation failed");
@@ -239,6 +192,7 @@ int ldapClient::ldapClientAdd(char* dn, attrval* list) {
 int ldapClient::ldapClientModify(char* dn, attrval* list) {
   constexpr int kOwnOperations = -1;
   const configapi::ModsPtr mods(get_modlist(list, kOwnOperations));
+  configapi::before_request(this, Request::kWrite);
   const int code = ld != nullptr && mods != nullptr
                        ? ldap_modify_s(ld, dn, mods.get())
                        : configapi::kFailed;
@@ -249,6 +203,7 @@ int ldapClient::ldapClientModify(char* dn, attrval* list) {
 }
 
 int ldapClient::ldapClientDelete(char* dn) {
+  configapi::before_request(this, Request::kWrite);
   if (ld == nullptr || ldap_delete_s(ld, dn) != LDAP_SUCCESS) {
     configapi::log_ldap_error("ldap_delete failed");
     return configapi::kFailed;
@@ -271,6 +226,7 @@ int ldapClient::ldapClientModRDN(char* dn, char* newName) try {
   if (code != 0 && !configapi::leaves_naming_to_rename(code)) {
     return configapi::rename_failed(kModifyFailed);
   }
+  configapi::before_request(this, Request::kWrite);
   if (ldap_modrdn_s(ld, dn, rdn.c_str()) != LDAP_SUCCESS) {
     return configapi::rename_failed("ldap_modrdn failed");
   }
@@ -280,8 +236,15 @@ int ldapClient::ldapClientModRDN(char* dn, char* newName) try {
 }
 
 int ldapClient::ldapClientCompare(char* dn, char* attribute, char* value) {
-  if (ld == nullptr ||
-      ldap_compare_s(ld, dn, attribute, value) != LDAP_COMPARE_TRUE) {
+  configapi::before_request(this, Request::kRead);
+  int code = LDAP_PARAM_ERROR;
+  if (ld != nullptr) {
+    code = ldap_compare_s(ld, dn, attribute, value);
+    if (configapi::is_reconnected(this, code, false)) {
+      code = ldap_compare_s(ld, dn, attribute, value);
+    }
+  }
+  if (code != LDAP_COMPARE_TRUE) {
     configapi::log_ldap_info("different value for compare operation");
     return configapi::kFailed;
   }

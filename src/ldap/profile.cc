@@ -44,12 +44,12 @@ int write_failed() {
 
 // A copy of the key's first value in the first entry that the filter finds at
 // or below the section's, or null. *rc: see ldapGetProfileString().
-char* read_value(LDAP* ld, std::string_view section, const char* key,
+char* read_value(ldapClient* client, std::string_view section, const char* key,
                  std::string filter, int* rc) {
   std::string base = section_dn(section);
   SearchCode code{};
   const EntriesPtr entries =
-      search(ld, {.base = base.data(), .filter = filter.data()}, &code);
+      search(client, {.base = base.data(), .filter = filter.data()}, &code);
   *rc = public_code(code);
   if (entries == nullptr || entries->attrs->value[0] == '\0') {
     return no_values_found();
@@ -94,7 +94,7 @@ char* ldapClient::ldapGetProfileString(char* section, char* key, int* rc) try {
     return configapi::no_values_found();
   }
   return configapi::read_value(
-      ld, section, key,
+      this, section, key,
       "(&(cn=" + configapi::escape_filter_value(section) + ")(" +
           configapi::escape_filter_value(key) + "=*)(objectclass=qxconfig))",
       rc);
@@ -108,7 +108,8 @@ char* ldapClient::ldapGetProfileString(char* section, char* key) try {
     return configapi::no_values_found();
   }
   int rc = 0;
-  return configapi::read_value(ld, section, key, "(objectclass=qxconfig)", &rc);
+  return configapi::read_value(this, section, key, "(objectclass=qxconfig)",
+                               &rc);
 } catch (...) {
   return configapi::no_values_found();
 }
@@ -124,7 +125,7 @@ int ldapClient::ldapWriteProfileString(char* section, char* key,
   std::string filter = "cn=" + configapi::escape_filter_value(section);
   configapi::SearchCode found{};
   const configapi::EntriesPtr present =
-      configapi::search(ld, {.filter = filter.data()}, &found);
+      configapi::search(this, {.filter = filter.data()}, &found);
   if (found == configapi::SearchCode::kNoAnswer) {
     // There may be a counter all the same; it must not start over.
     return configapi::write_failed();

@@ -1,5 +1,6 @@
 #include "ldap/search.h"
 
+#include "ldap/connection.h"
 #include "ldap/log.h"
 #include "ldap/owners.h"
 
@@ -28,8 +29,9 @@ EntriesPtr search_failed(SearchCode reason, SearchCode* code) {
 
 }  // namespace
 
-EntriesPtr search(LDAP* ld, const SearchQuery& query, SearchCode* code) {
-  if (ld == nullptr) {
+EntriesPtr search(ldapClient* client, const SearchQuery& query,
+                  SearchCode* code) {
+  if (client->ld == nullptr) {
     *code = SearchCode::kNoSession;
     return nullptr;
   }
@@ -38,12 +40,17 @@ EntriesPtr search(LDAP* ld, const SearchQuery& query, SearchCode* code) {
     return search_failed(SearchCode::kNoAnswer, code);
   }
   ResultPtr result;
-  const int error = send_search(ld, query, &result);
+  before_request(client, Request::kRead);
+  int error = send_search(client->ld, query, &result);
+  if (is_reconnected(client, error, query.timeout != nullptr)) {
+    error = send_search(client->ld, query, &result);
+  }
   if (error != LDAP_SUCCESS) {
     // The LDAP library's own errors are negative, a server's are not.
     return search_failed(
         error < 0 ? SearchCode::kNoAnswer : SearchCode::kNotFound, code);
   }
+  LDAP* const ld = client->ld;
   if (ldap_count_entries(ld, result.get()) == -1) {
     return search_failed(SearchCode::kNotCounted, code);
   }

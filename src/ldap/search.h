@@ -38,9 +38,11 @@ struct SearchQuery {
   timeval* timeout = nullptr;
 };
 
-// Asks the server and logs what goes wrong. *code is kFound when there are
+// Asks the server, once more when the connection turns out to be lost and
+// another can be had, and logs what goes wrong. *code is kFound when there are
 // entries, and only then.
-EntriesPtr search(LDAP* ld, const SearchQuery& query, SearchCode* code);
+EntriesPtr search(ldapClient* client, const SearchQuery& query,
+                  SearchCode* code);
 
 }  // namespace configapi
 

@@ -3,6 +3,7 @@
 #include <ldap.h>
 #include <sys/time.h>
 
+#include <cerrno>
 #include <cstring>
 #include <initializer_list>
 #include <iterator>
@@ -64,6 +65,63 @@ TEST_F(LdapClient, ConnectsOnlyToAHostNameThatFits) {
   EXPECT_EQ(logged(), "1 ldap_open error: errno=36");
   EXPECT_EQ(client.ldapClientConnect(Text("127.0.0.1"), port + 65536), 4);
   EXPECT_EQ(logged(), "1 ldap_open error: errno=22");
+}
+
+// As TLS_CACERT in ldap.conf would.
+void trust(const std::string& file) {
+  const int client_side = 0;
+  ldap_set_option(nullptr, LDAP_OPT_X_TLS_CACERTFILE,
+                  file.empty() ? nullptr : file.c_str());
+  ldap_set_option(nullptr, LDAP_OPT_X_TLS_NEWCTX, &client_side);
+}
+
+TEST_F(LdapClient, ConnectsToUris) {
+  const std::string plain =
+      "ldap://127.0.0.1:" + std::to_string(directory().port());
+  const std::string encrypted =
+      "ldaps://127.0.0.1:" + std::to_string(directory().port() + 1);
+  const std::string start_tls = plain +
+                                "/???"
+                                "?!StartTLS";
+  std::string socket = "ldapi://" + directory().folder() + "/ldapi";
+  for (std::size_t slash = 8;
+       (slash = socket.find('/', slash)) != std::string::npos;) {
+    socket.replace(slash, 1, "%2F");
+  }
+  const std::string trusted = directory().folder() + "/certificate.pem";
+  const struct {
+    std::string uri;
+    std::string trusts;
+    int error;
+  } rows[] = {
+      {plain, "", 0},
+      {socket, "", 0},
+      {encrypted, trusted, 0},
+      {start_tls, trusted, 0},
+      {encrypted, "", EPROTO},
+      {start_tls, "", EPROTO},
+      {"http://x/", "", EINVAL},
+      {"127.0.0.1/x", "", EINVAL},
+      {" ", "", EINVAL},
+      {"127.0.0.1", "", ECONNREFUSED},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.uri + " " + row.trusts);
+    trust(row.trusts);
+    // The port is for hosts that do not give one.
+    const int result = client.ldapClientConnect(Text(row.uri), 1);
+    EXPECT_EQ(result, row.error == 0 ? 0 : 4);
+    EXPECT_EQ(client.ld != nullptr, result == 0);
+    if (result == 0) {
+      EXPECT_EQ(bind(client, directory().bind_dn(), directory().password()), 0);
+      EXPECT_EQ(add("cn=x"), 0);
+      EXPECT_EQ(client.ldapClientDelete(Text("cn=x")), 0);
+    } else {
+      EXPECT_EQ(logged(),
+                "1 ldap_open error: errno=" + std::to_string(row.error));
+    }
+  }
+  trust("");
 }
 
 TEST_F(LdapClient, BindsOnlyWithTheRightPassword) {

@@ -35,12 +35,15 @@ int answer_or_call(Function& self, const char* name, const std::string& asked,
 
 extern "C" {
 
-LDAP* ldap_open(const char* host, int port) {
-  const std::string asked = std::string(" ") + host + " " +
-                            std::to_string(port) + " " + std::to_string(errno);
-  return answered("ldap_open", asked, &errno)
-             ? nullptr
-             : real(ldap_open, "ldap_open")(host, port);
+int ldap_connect(LDAP* ld) {
+  const std::string before = " " + std::to_string(errno);
+  char* uri = nullptr;
+  ldap_get_option(ld, LDAP_OPT_URI, &uri);
+  const std::string asked = " " + std::string(uri) + before;
+  ldap_memfree(uri);
+  return answered("ldap_connect", asked, &errno)
+             ? LDAP_SERVER_DOWN
+             : real(ldap_connect, "ldap_connect")(ld);
 }
 
 int ldap_simple_bind(LDAP* ld, const char* dn, const char* password) {

@@ -11,8 +11,8 @@
 
 namespace test {
 
-// What a function answers instead of being called. ldap_open fails with that
-// in errno; ldap_first_attribute finds none and leaves that code.
+// What a function answers instead of being called. ldap_connect fails with
+// that in errno; ldap_first_attribute finds none and leaves that code.
 inline std::map<std::string, int, std::less<>> ldap_answers;
 
 // The calls that were answered, and what they asked for.

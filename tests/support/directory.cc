@@ -66,7 +66,9 @@ std::optional<Directory> Directory::find() {
   directory.host_ = variables.at("CONFIGAPI_HOST");
   directory.port_ = std::stoi(variables.at("CONFIGAPI_PORT"));
   directory.bind_dn_ = variables.at("CONFIGAPI_BINDDN");
-  directory.password_ = read_file(variables.at("CONFIGAPI_PASSFILE"));
+  const std::string& password_file = variables.at("CONFIGAPI_PASSFILE");
+  directory.password_ = read_file(password_file);
+  directory.folder_ = password_file.substr(0, password_file.rfind('/'));
   return directory;
 }
 

@@ -25,6 +25,10 @@ class Directory {
   [[nodiscard]] const std::string& bind_dn() const { return bind_dn_; }
   [[nodiscard]] const std::string& password() const { return password_; }
 
+  // Where the server has its socket "ldapi" and its "certificate.pem". The port
+  // behind port() speaks TLS alone.
+  [[nodiscard]] const std::string& folder() const { return folder_; }
+
   // Removes every entry that the gateway sees. Throws when that fails.
   void clear() const;
 
@@ -35,6 +39,7 @@ class Directory {
   int port_ = 0;
   std::string bind_dn_;
   std::string password_;
+  std::string folder_;
 };
 
 // A test case against the server, which is empty when the case begins. Where

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <string>
 #include <thread>
 
@@ -20,10 +21,17 @@ class StubServer {
     kGarbage,  // the next request is answered with what is no LDAP, and closed
   };
 
-  // Tells each connection "success" for its first `answers` requests, which
-  // bind or delete, each after the delay.
+  // What is said to a request with this message id.
+  using Answer = std::function<std::string(int id)>;
+
+  // Tells each connection "success" for its first `answers` requests, each
+  // after the delay.
   StubServer(int answers, Ending ending,
-             std::chrono::milliseconds delay = std::chrono::milliseconds(0));
+             std::chrono::milliseconds delay = std::chrono::milliseconds(0),
+             int port = 0);  // 0: a free one
+  // The requests behind the first are answered by the function, and the
+  // connection stays open.
+  StubServer(int answers, Answer later);
   ~StubServer();
   StubServer(const StubServer&) = delete;
   StubServer& operator=(const StubServer&) = delete;
@@ -35,15 +43,24 @@ class StubServer {
   // Returns when a connection has been closed from this side.
   void wait_for_hang_up() { hung_up_.wait(false); }
 
+  // How many connections were made, and how many requests came but for
+  // unbinds.
+  [[nodiscard]] int connections() const { return connections_; }
+  [[nodiscard]] int requests() const { return requests_; }
+
  private:
+  void listen_and_serve(int port);
   void serve(int connection);
-  [[nodiscard]] std::string receive(int connection) const;
+  [[nodiscard]] std::string receive(int connection);
 
   int answers_;
   Ending ending_;
   std::chrono::milliseconds delay_;
   int listener_;
   int port_ = 0;
+  Answer later_;
+  std::atomic<int> connections_ = 0;
+  std::atomic<int> requests_ = 0;
   std::atomic<bool> over_ = false;
   std::atomic<bool> hung_up_ = false;
   std::thread thread_;

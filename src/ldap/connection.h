@@ -1,0 +1,52 @@
+// Connections to the directory: opened with limits on every wait, and replaced
+// when their server has gone.
+
+#ifndef CONFIGAPI_LDAP_CONNECTION_H_
+#define CONFIGAPI_LDAP_CONNECTION_H_
+
+#include <configapi/ldapclient.h>
+#include <ldap.h>
+
+#include <chrono>
+
+namespace configapi {
+
+// How long a connection to another host than the first serves before the first
+// is tried again.
+extern std::chrono::milliseconds quiet_interval;
+
+// A new connection (LDAP version 3) to the first host of the text that can be
+// had: see ldapClient::ldapClientConnect(). Null with the reason in errno.
+LDAP* open_connection(const char* hosts, int port);
+
+// Closes it; null is allowed.
+void close_connection(LDAP* ld);
+
+// Sends a simple bind and waits for the answer, `seconds` at most. Returns
+// null, or the log line of its failure.
+const char* bind_connection(LDAP* ld, const char* dn, const char* password,
+                            int seconds);
+
+// The longest wait for a bind that the host asks for.
+int bind_seconds();
+
+// Remembers whether a connection is bound as the object's bindDN, so that one
+// in its place will be.
+void set_bound(LDAP* ld, bool bound);
+
+enum class Request { kRead, kWrite, kBind };
+
+// To be called before a request. A connection to another host than the first
+// goes back to the first, when it is time and that one answers. A connection
+// that is found dead is replaced, but for a read, which may simply be sent
+// twice.
+void before_request(ldapClient* client, Request request);
+
+// Whether the error of a read came from a connection that is lost, and a new
+// one stands in its place: the read may be sent again, once. `own_limit`: the
+// caller bounded the wait, so that its end says nothing about the server.
+bool is_reconnected(ldapClient* client, int error, bool own_limit);
+
+}  // namespace configapi
+
+#endif  // CONFIGAPI_LDAP_CONNECTION_H_
