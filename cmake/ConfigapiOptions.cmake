@@ -16,6 +16,19 @@ target_compile_options(configapi_options INTERFACE
   $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
   $<$<BOOL:${CONFIGAPI_WARNINGS_AS_ERRORS}>:-Werror>)
 
+# The library reads what strangers wrote: a fault that is left is to end the
+# process, not to serve them. _FORTIFY_SOURCE needs an optimiser.
+if(NOT CONFIGAPI_SANITIZE)
+  target_compile_options(configapi_options INTERFACE
+    -fstack-protector-strong -fstack-clash-protection
+    $<$<CONFIG:Release>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|i[3-6]86")
+    target_compile_options(configapi_options INTERFACE -fcf-protection)
+  endif()
+  target_link_options(configapi_options INTERFACE
+    LINKER:-z,relro,-z,now,-z,noexecstack)
+endif()
+
 if(CONFIGAPI_SANITIZE)
   target_compile_options(configapi_options INTERFACE
     -fsanitize=${CONFIGAPI_SANITIZE} -fno-omit-frame-pointer
