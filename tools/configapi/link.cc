@@ -1,6 +1,5 @@
 #include "link.h"
 
-#include <sys/socket.h>
 #include <sys/time.h>
 
 #include <algorithm>
@@ -8,7 +7,7 @@
 #include <utility>
 
 #include "deadline.h"
-#include "ldap/quiet_socket.h"
+#include "ldap/socket_layer.h"
 
 namespace configapi::tool {
 namespace {
@@ -36,16 +35,6 @@ bool set_options(LDAP* ld, unsigned limit) {
   return std::all_of(options.begin(), options.end(), [ld](const auto& option) {
     return ldap_set_option(ld, option.first, option.second) == LDAP_OPT_SUCCESS;
   });
-}
-
-// The LDAP library looks at its clock between messages, but not while half of
-// one has come.
-void limit_socket(LDAP* ld, unsigned limit) {
-  int fd = -1;
-  ldap_get_option(ld, LDAP_OPT_DESC, &fd);
-  const timeval wait = seconds(limit);
-  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
-  setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &wait, sizeof wait);
 }
 
 std::string copied(const berval& value) {
@@ -100,17 +89,17 @@ void Link::connect(const Output& output) {
   const Deadline deadline(connection_.seconds + 1, no_answer(connection_),
                           output);
   ld_.reset(ldap_init(connection_.host.c_str(), connection_.port));
-  if (ld_ == nullptr || !set_options(ld(), connection_.seconds)) {
+  if (ld_ == nullptr || !set_options(ld(), connection_.seconds) ||
+      !layer_sockets(ld())) {
     throw unreachable(connection_, "is not reachable");
   }
   const int code = ldap_connect(ld());
   if (code == LDAP_TIMEOUT) {
     throw no_answer(connection_);
   }
-  if (code != LDAP_SUCCESS || !make_socket_quiet(ld())) {
+  if (code != LDAP_SUCCESS) {
     throw unreachable(connection_, "is not reachable");
   }
-  limit_socket(ld(), connection_.seconds);
 }
 
 void Link::bind(std::string password) const {
