@@ -164,7 +164,8 @@ int connect_error(int reason, bool late) {
   switch (reason) {
     case ENOTCONN:  // closing a socket that never was connected
       return ECONNREFUSED;
-    case EAGAIN:  // an end of TLS, which was waiting for the server before
+    case EINPROGRESS:  // of waits on a connection on which TLS then failed
+    case EAGAIN:
       return EPROTO;
     default:
       return reason;
