@@ -156,20 +156,20 @@ void set_options(LDAP* ld) {
   limit_unless_configured(ld, LDAP_OPT_TIMEOUT, kAnswerLimit);
 }
 
-// What the LDAP library leaves in errno, made readable.
-int connect_error(int reason, bool late) {
+// Why ldap_connect() failed; what it leaves in errno does not always tell.
+int connect_error(LDAP* ld, int left, bool late) {
+  char* message = nullptr;
+  ldap_get_option(ld, LDAP_OPT_DIAGNOSTIC_MESSAGE, &message);
+  const bool is_tls = message != nullptr && *message != '\0';
+  ldap_memfree(message);
   if (late) {
     return ETIMEDOUT;
   }
-  switch (reason) {
-    case ENOTCONN:  // closing a socket that never was connected
-      return ECONNREFUSED;
-    case EINPROGRESS:  // of waits on a connection on which TLS then failed
-    case EAGAIN:
-      return EPROTO;
-    default:
-      return reason;
+  if (is_tls) {  // nothing else leaves a message
+    return EPROTO;
   }
+  // Closing a socket that never was connected overwrites the reason.
+  return left == ENOTCONN ? ECONNREFUSED : left;
 }
 
 ConnectionPtr connect_to(const std::string& uri) {
@@ -189,10 +189,11 @@ ConnectionPtr connect_to(const std::string& uri) {
   const auto start = steady_clock::now();
   errno = 0;  // a name that does not resolve leaves it alone
   if (ldap_connect(ld.get()) != LDAP_SUCCESS) {
-    const int reason = errno;
+    const int left = errno;
     const bool late = steady_clock::now() - start >= network_limit(ld.get());
+    const int reason = connect_error(ld.get(), left, late);
     ld.reset();
-    errno = connect_error(reason, late);
+    errno = reason;
   }
   return ld;
 }
