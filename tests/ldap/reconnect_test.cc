@@ -27,8 +27,8 @@ using std::chrono::steady_clock;
 class Limit {
  public:
   Limit(int option, milliseconds limit) : option_(option) {
-    const auto seconds = std::chrono::floor<std::chrono::seconds>(limit);
-    const timeval value{seconds.count(), (limit - seconds).count() * 1000};
+    const auto count = static_cast<long>(limit.count());
+    const timeval value{count / 1000, count % 1000 * 1000};
     ldap_set_option(nullptr, option_, &value);
   }
   ~Limit() {
