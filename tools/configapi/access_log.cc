@@ -14,9 +14,12 @@
 namespace configapi::tool {
 namespace {
 
-constexpr const char* kNoLog =
-    " keeps no log of changes that this session may read; docs/directory.md "
-    "says how to set one up";
+Failure no_log(const Link& link) {
+  return {ExitCode::kRefused, directory_name(link.connection()) +
+                                  " shows no log of changes" +
+                                  without_bind(link.connection()) +
+                                  "; docs/directory.md says how to set one up"};
+}
 
 // A CSN is TIME#COUNT#SERVER#MODIFICATION, in fixed widths.
 std::string server_of(const std::string& csn) {
@@ -93,8 +96,7 @@ std::string LogPosition::cookie() const {
 AccessLog::AccessLog(const Link& link) : link_(link) {
   const auto contexts = link.root_values("auditContext");
   if (contexts.empty()) {
-    throw Failure(ExitCode::kRefused,
-                  directory_name(link.connection()) + kNoLog);
+    throw no_log(link);
   }
   base_ = contexts.front();
   watch_connection(link.ld());
@@ -155,12 +157,13 @@ void AccessLog::follow(const LogPosition& from) {
   if (code != LDAP_SUCCESS) {
     throw link_.failure("to show its log", code);
   }
+  any_records_ = false;
 }
 
-void AccessLog::poll(std::chrono::milliseconds wait,
+bool AccessLog::poll(std::chrono::milliseconds wait,
                      std::vector<LogRecord>* records) {
   constexpr int kThousand = 1000;
-  for (;;) {
+  for (;; wait = {}) {  // at first what comes, then what is there
     timeval limit{
         static_cast<time_t>(wait.count() / kThousand),
         static_cast<suseconds_t>(wait.count() % kThousand) * kThousand};
@@ -169,35 +172,30 @@ void AccessLog::poll(std::chrono::milliseconds wait,
         ldap_result(link_.ld(), message_id_, LDAP_MSG_ONE, &limit, &message);
     const LinkOwner<LDAPMessage> owner(message);
     if (type == 0) {
-      return;
+      return true;
     }
     if (type < 0) {
       throw unreachable(link_.connection(), "is gone");
     }
-    take(message, records);
-    wait = {};  // the rest of what is there
-  }
-}
-
-void AccessLog::take(LDAPMessage* message,
-                     std::vector<LogRecord>* records) const {
-  switch (ldap_msgtype(message)) {
-    case LDAP_RES_SEARCH_ENTRY:
-      // Of a record that was forgotten there is but the name.
-      for (const Entry& entry : copied_entries(link_.ld(), message)) {
-        if (auto record = record_of(entry)) {
-          records->push_back(std::move(*record));
-        }
+    if (type == LDAP_RES_SEARCH_RESULT) {
+      end_with(message, any_records_);
+      return false;
+    }
+    if (type != LDAP_RES_SEARCH_ENTRY) {
+      continue;  // how far the server has come
+    }
+    // Of a record that the log has forgotten there is but the name.
+    for (const Entry& entry : copied_entries(link_.ld(), message)) {
+      if (auto record = record_of(entry)) {
+        records->push_back(std::move(*record));
+        any_records_ = true;
       }
-      break;
-    case LDAP_RES_SEARCH_RESULT:
-      end_with(message);
-    default:  // how far the server has come
-      break;
+    }
   }
 }
 
-void AccessLog::end_with(LDAPMessage* message) const {
+// Returns when the server has only had enough for once.
+void AccessLog::end_with(LDAPMessage* message, bool any_records) const {
   int code = LDAP_OTHER;
   ldap_parse_result(link_.ld(), message, &code, nullptr, nullptr, nullptr,
                     nullptr, 0);
@@ -209,6 +207,14 @@ void AccessLog::end_with(LDAPMessage* message) const {
     case LDAP_BUSY:
     case LDAP_UNAVAILABLE:
       throw unreachable(link_.connection(), "is gone");
+    case LDAP_SIZELIMIT_EXCEEDED:
+      if (any_records) {  // so the next answer is another one
+        return;
+      }
+      throw link_.failure("to show its log", code);
+    case LDAP_NO_SUCH_OBJECT:  // it may well be there
+    case LDAP_INSUFFICIENT_ACCESS:
+      throw no_log(link_);
     default:
       throw link_.failure("to show its log", code);
   }

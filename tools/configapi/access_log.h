@@ -58,7 +58,11 @@ class AccessLog {
   // Adds the records that are there, or come within the time, in their order.
   // Throws LogGap, and a Failure: kUnreachable when the connection is lost,
   // kRefused when the server ends the search.
-  void poll(std::chrono::milliseconds wait, std::vector<LogRecord>* records);
+  //
+  // Returns false when the server shows no more at once (its size limit): what
+  // follows the last of these records is to be asked for again.
+  [[nodiscard]] bool poll(std::chrono::milliseconds wait,
+                          std::vector<LogRecord>* records);
 
   // What the entries are now. Throws as Link does.
   [[nodiscard]] PresentEntries present(
@@ -70,12 +74,12 @@ class AccessLog {
       const std::vector<std::string>& attributes) const;
   [[nodiscard]] std::vector<std::string> values_of_log(
       const std::string& attribute) const;
-  void take(LDAPMessage* message, std::vector<LogRecord>* records) const;
-  [[noreturn]] void end_with(LDAPMessage* message) const;
+  void end_with(LDAPMessage* message, bool any_records) const;
 
   const Link& link_;
   std::string base_;
   int message_id_ = -1;
+  bool any_records_ = false;  // since follow()
 };
 
 }  // namespace configapi::tool

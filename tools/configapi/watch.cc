@@ -74,13 +74,17 @@ class Watch {
     constexpr std::chrono::milliseconds kIdle{200};
     constexpr std::chrono::milliseconds kUndecided{20};
     std::vector<LogRecord> records;
-    log_->poll(pending_.empty() ? kIdle : kUndecided, &records);
+    const bool goes_on =
+        log_->poll(pending_.empty() ? kIdle : kUndecided, &records);
     const auto now = std::chrono::steady_clock::now();
     for (auto& record : records) {
       if (!received_.has(record.csn)) {
         received_.advance(record.csn);
         pending_.add(std::move(record), now);
       }
+    }
+    if (!goes_on) {
+      log_->follow(received_);
     }
     if (!pending_.empty()) {
       const auto present = log_->present(pending_.entries());

@@ -1,0 +1,293 @@
+// `configapi watch` beside a writer, on a server of its own that restarts.
+
+#include <gtest/gtest.h>
+#include <stdlib.h>  // NOLINT(modernize-deprecated-headers): setenv()
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <thread>
+
+#include "pending_records.h"
+#include "support/client_text.h"
+#include "support/temp_folder.h"
+#include "tools/run_tool.h"
+
+#include <configapi/config.h>
+
+namespace {
+
+using configapi::tool::LogRecord;
+using configapi::tool::PendingRecords;
+using test::Text;
+
+// Records of one entry, "+" for an add, "-" for a delete, else a change; then
+// "what it is now", and of each whether it holds once patience has ended.
+TEST(PendingRecords, HoldWhenTheEntryBearsThemOut) {
+  struct Row {
+    const char* what;
+    std::vector<std::array<std::string, 3>> records;  // kind, number, before
+    const char* now;                                  // "" for no entry
+    std::string at_once;
+    std::string late;
+  };
+  const Row rows[] = {
+      {"a row of changes", {{"", "2", "1"}, {"", "3", "2"}}, "3", "yy", ""},
+      {"taken back, then changed",
+       {{"", "2", "1"}, {"", "3", "1"}},
+       "3",
+       "ny",
+       ""},
+      {"taken back, or still open",
+       {{"", "2", "1"}, {"", "3", "2"}},
+       "2",
+       "y",
+       "n"},
+      {"the last one is still to come", {{"", "2", "1"}}, "3", "", "y"},
+      {"made and gone",
+       {{"+", "2", ""}, {"", "3", "2"}, {"-", "4", "3"}},
+       "",
+       "yyy",
+       ""},
+      {"made again", {{"-", "2", "1"}, {"+", "3", ""}}, "3", "yy", ""},
+      {"never made", {{"+", "2", ""}}, "", "", "n"},
+      {"before is not told", {{"", "2", ""}, {"", "3", ""}}, "3", "yy", ""},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.what);
+    PendingRecords pending;
+    const PendingRecords::Time start;
+    for (const auto& [kind, csn, before] : row.records) {
+      LogRecord record;
+      record.kind = kind == "+"   ? LogRecord::Kind::kAdd
+                    : kind == "-" ? LogRecord::Kind::kDelete
+                                  : LogRecord::Kind::kModify;
+      record.csn = csn;
+      record.before = before;
+      record.entry = "e";
+      pending.add(record, start);
+    }
+    configapi::tool::PresentEntries present;
+    if (*row.now != '\0') {
+      present["e"] = row.now;
+    }
+    const auto taken = [&](PendingRecords::Time now) {
+      pending.judge(present, now);
+      std::string holds;
+      while (const auto decided = pending.next()) {
+        holds += decided->holds ? 'y' : 'n';
+      }
+      return holds;
+    };
+    EXPECT_EQ(taken(start), row.at_once);
+    EXPECT_EQ(taken(start + 2 * PendingRecords::kPatience), row.late);
+    EXPECT_TRUE(pending.empty());
+  }
+}
+
+class ToolWatch : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ::setenv("CONFIGAPI_DIRECTORY", folder_.path("state").c_str(), 1);
+    const int status = script("start");
+    if (status == 77 && ::getenv("CONFIGAPI_REQUIRE_DIRECTORY") == nullptr) {
+      GTEST_SKIP() << "skipped: slapd is not installed";
+    }
+    ASSERT_EQ(status, 0);
+    std::ifstream lines(folder_.path("state/env"));
+    for (std::string word; lines >> word;) {
+      if (const auto at = word.find('='); at != std::string::npos) {
+        ::setenv(word.substr(0, at).c_str(), word.substr(at + 1).c_str(), 1);
+      }
+    }
+    ASSERT_TRUE(connect());
+    add("Tuning", "ConfigSerial", "1");
+    alarm(60);
+  }
+  void TearDown() override {
+    alarm(0);
+    client_.ldapClientUnbind();
+    script("stop");
+  }
+
+  static int script(const std::string& command) {
+    const std::string line =
+        CONFIGAPI_SCRIPTS "/directory " + command + " >/dev/null";
+    // NOLINTNEXTLINE(*-command-processor,cert-env33-c): our own script
+    return WEXITSTATUS(std::system(line.c_str()));
+  }
+
+  bool connect() {
+    const std::string password =
+        test::read_file(::getenv("CONFIGAPI_PASSFILE"));
+    return client_.ldapClientConnect(Text(::getenv("CONFIGAPI_HOST")),
+                                     std::stoi(::getenv("CONFIGAPI_PORT"))) ==
+               0 &&
+           client_.ldapClientBind(Text(::getenv("CONFIGAPI_BINDDN")),
+                                  Text(password)) == 0;
+  }
+  void add(const std::string& section, const std::string& key,
+           const std::string& value) {
+    EXPECT_EQ(client_.ldapClientAdd(
+                  Text("cn=" + section),
+                  list({{0, "objectclass", "qxconfig"}, {0, key, value}})),
+              0);
+  }
+  bool change(const std::string& key, const std::string& value) {
+    return client_.ldapClientModify(Text("cn=Tuning"),
+                                    list({{2, key, value}})) == 0;
+  }
+
+  // As long as a line of the output can be awaited, changes a setting.
+  void open_watch(const std::string& options) {
+    const std::string line = "exec " CONFIGAPI_TOOL " watch " + options +
+                             " 2>" + folder_.path("errors");
+    // "e", for the server that is started later must not hold the pipe open.
+    // NOLINTNEXTLINE(*-command-processor,cert-env33-c): our own program
+    watch_ = ::popen(line.c_str(), "re");
+    std::atomic<bool> ready = false;
+    std::thread prober([&] {
+      for (int i = 0; !ready; ++i) {
+        EXPECT_TRUE(change("DNSretries", std::to_string(i)));
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+      }
+    });
+    next_line();
+    ready = true;
+    prober.join();
+  }
+  // The next line without its time, less those of the prober.
+  std::string next_line() {
+    std::array<char, 512> line{};
+    const bool probing = probed_;
+    do {
+      if (std::fgets(line.data(), line.size(), watch_) == nullptr) {
+        return "";
+      }
+      probed_ = true;
+    } while (probing && std::string_view(line.data()).find("/DNSretries:") !=
+                            std::string_view::npos);
+    const std::string text = line.data();
+    return text.substr(text.find(' ') + 1);
+  }
+
+  const test::TempFolder folder_;
+  cConfig client_;
+  std::FILE* watch_ = nullptr;
+  bool probed_ = false;
+
+ private:
+  struct Value {
+    int op;
+    std::string name;
+    std::string value;
+  };
+  attrval* list(const std::vector<Value>& values) {
+    records_.assign(values.size() + 1, {});
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      records_[i].op = values[i].op;
+      values[i].name.copy(records_[i].name, sizeof(attrval::name));
+      values[i].value.copy(records_[i].value, sizeof(attrval::value));
+      records_[i].next = &records_[i + 1];
+    }
+    return records_.data();
+  }
+  std::vector<attrval> records_;
+};
+
+TEST_F(ToolWatch, MissesNothingAndShowsNothingTwice) {
+  constexpr int kChanges = 1000;
+  ASSERT_NO_FATAL_FAILURE(open_watch("'Tuning/DNS*'"));
+  std::thread writer([this] {
+    std::thread restart;
+    for (int i = 1; i <= kChanges; ++i) {
+      if (i == kChanges / 2) {
+        restart = std::thread([] { EXPECT_EQ(script("cycle"), 0); });
+      }
+      while (!change("DNStimeout", std::to_string(i))) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        connect();
+      }
+    }
+    restart.join();
+  });
+  std::string before = "(not set)";
+  for (int i = 1; i <= kChanges && !HasFailure(); ++i) {
+    const std::string after = std::to_string(i);
+    EXPECT_EQ(next_line(), "uid=gateway Tuning/DNStimeout: " + before + " -> " +
+                               after + "\n");
+    before = after;
+  }
+  writer.join();
+  EXPECT_EQ(::pclose(watch_), 0) << "nobody reads any more";
+  const std::string errors = test::read_file(folder_.path("errors"));
+  EXPECT_NE(errors.find("; connecting again\n"), std::string::npos);
+  EXPECT_NE(errors.find(" is back\n"), std::string::npos);
+  EXPECT_EQ(test::lines_in(errors), 2) << errors;
+}
+
+TEST_F(ToolWatch, ShowsWhatHolds) {
+  ASSERT_NO_FATAL_FAILURE(open_watch("--count 8 || echo failed"));
+  const std::string ldif = folder_.write("ldif",
+                                         "dn: cn=Tuning\n"
+                                         "changetype: modify\n"
+                                         "replace: DNStimeout\n"
+                                         "DNStimeout: 1\n\n");
+  const std::string refused =
+      folder_.write("refused", test::read_file(ldif) +
+                                   "dn: cn=Nowhere\nchangetype: delete\n");
+  const std::string rest = folder_.write("rest",
+                                         "dn: cn=Config\n"
+                                         "changetype: add\n"
+                                         "objectClass: qxconfig\n"
+                                         "HelpFile:: YiAgYgoK\n\n"
+                                         "dn: cn=Ldap\n"
+                                         "changetype: add\n"
+                                         "objectClass: qxconfig\n"
+                                         "Password: a\n"
+                                         "Password: b\n\n"
+                                         "dn: cn=Ldap\n"
+                                         "changetype: modify\n"
+                                         "add: Port\n"
+                                         "Port: 1\n"
+                                         "Port: 2\n"
+                                         "-\n"
+                                         "delete: Password\n"
+                                         "Password: a\n"
+                                         "-\n"
+                                         "delete: Port\n"
+                                         "Port: 1\n\n"
+                                         "dn: cn=Ldap\n"
+                                         "changetype: modrdn\n"
+                                         "newrdn: cn=Pop\n"
+                                         "deleteoldrdn: 1\n\n"
+                                         "dn: cn=Config\n"
+                                         "changetype: delete\n");
+  const auto modify = [](const std::string& options) {
+    const std::string line =
+        "ldapmodify -x -H ldap://$CONFIGAPI_HOST:$CONFIGAPI_PORT "
+        "-D $CONFIGAPI_BINDDN -y $CONFIGAPI_PASSFILE >/dev/null 2>&1 -f " +
+        options;
+    // NOLINTNEXTLINE(*-command-processor,cert-env33-c): a tool of the tests
+    return WEXITSTATUS(std::system(line.c_str()));
+  };
+  EXPECT_NE(modify(refused + " -E txn=commit"), 0);  // taken back
+  EXPECT_EQ(modify(rest), 0);
+  EXPECT_EQ(modify(ldif + " -E txn=commit"), 0);
+  for (const char* line :
+       {"Config/HelpFile: (not set) -> b  b\\n\\n\n",
+        "Ldap/Password: (not set) -> ********\n", "Ldap/Port: (not set) -> 2\n",
+        "Ldap/Password: ******** -> ********\n", "Ldap is now called Pop\n",
+        "Config/HelpFile: b  b\\n\\n -> (not set)\n",
+        "Tuning/DNStimeout: (not set) -> 1\n"}) {
+    EXPECT_EQ(next_line(), std::string("uid=gateway ") + line);
+  }
+  EXPECT_EQ(::pclose(watch_), 0);
+}
+
+}  // namespace
