@@ -8,11 +8,13 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,16 +25,17 @@
 
 namespace configapi {
 
+using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-std::chrono::milliseconds quiet_interval = std::chrono::seconds(30);
+milliseconds quiet_interval = std::chrono::seconds(30);
 
 namespace {
 
 // Limits where the LDAP library's configuration has none: on connecting, and
 // on the answer to a request.
-constexpr timeval kNetworkLimit{3, 0};
-constexpr timeval kAnswerLimit{30, 0};
+constexpr milliseconds kNetworkLimit{3000};
+constexpr milliseconds kAnswerLimit{30000};
 
 constexpr int kBindSeconds = 360;
 constexpr std::size_t kMaxHosts = 63;  // bytes
@@ -44,17 +47,19 @@ struct Known {
   int port = 0;
   bool is_first = true;  // of the hosts
   bool bound = false;
+  bool is_suspect = false;           // did not answer in time
   steady_clock::time_point since{};  // when the first host was last tried
+
+  [[nodiscard]] bool is_troubled() const { return !is_first || is_suspect; }
 };
 
 // Objects are laid out as hosts were compiled against them, so it is kept
-// beside them.
+// beside them. Never destroyed: other threads may outlive the end of main().
 std::mutex known_lock;
-std::map<LDAP*, Known> known_connections;  // guarded by known_lock
+auto& known_connections = *new std::map<LDAP*, Known>;  // guarded by known_lock
 
-// Connections to another host than the first: none in most processes, which
-// then need not look.
-std::atomic<int> elsewhere = 0;
+// Connections to look at before a request: none in most processes.
+std::atomic<int> troubled = 0;
 
 Known known(LDAP* ld) {
   const std::lock_guard lock(known_lock);
@@ -66,8 +71,8 @@ Known known(LDAP* ld) {
 void remember(LDAP* ld, Known about) {
   const std::lock_guard lock(known_lock);
   Known& present = known_connections[ld];
-  elsewhere +=
-      static_cast<int>(present.is_first) - static_cast<int>(about.is_first);
+  troubled += static_cast<int>(about.is_troubled()) -
+              static_cast<int>(present.is_troubled());
   present = std::move(about);
 }
 
@@ -75,7 +80,7 @@ void forget(LDAP* ld) {
   const std::lock_guard lock(known_lock);
   const auto found = known_connections.find(ld);
   if (found != known_connections.end()) {
-    elsewhere -= found->second.is_first ? 0 : 1;
+    troubled -= static_cast<int>(found->second.is_troubled());
     known_connections.erase(found);
   }
 }
@@ -99,130 +104,132 @@ std::vector<std::string> words(std::string_view text) {
   }
 }
 
-// The URI (RFC 4516) of a host, which may be one already. A name or an address
-// has nothing in it that would mean more there.
+// Whether what stands behind the last ':' is a port, or nothing stands there.
+bool is_port(std::string_view text) {
+  int port = 0;
+  const auto [end, error] =
+      std::from_chars(text.data(), text.data() + text.size(), port);
+  return error == std::errc() && end == text.data() + text.size() &&
+         port >= 0 && port <= kMaxPort;
+}
+
+// The URI (RFC 4516) of a host, which may be one already; empty for what is
+// none. A name or an address has nothing in it that would mean more there.
 std::string uri_of(const std::string& host, int port) {
-  constexpr std::string_view kMeaning = "/?#%";
-  if (host.find("://") != std::string::npos) {
-    return host;
-  }
-  if (host.find_first_of(kMeaning) != std::string::npos) {
+  constexpr std::string_view kMeaning = "/?#%,";
+  const bool is_uri = host.find("://") != std::string::npos;
+  if (host.find_first_of(is_uri ? "," : kMeaning) != std::string::npos) {
     return {};
+  }
+  if (is_uri) {
+    return host;
   }
   const auto colons = std::ranges::count(host, ':');
   if (colons > 1 && host.front() != '[') {  // an IPv6 address (RFC 4291)
     return "ldap://[" + host + "]:" + std::to_string(port);
   }
+  const std::size_t colon = host.rfind(':');
   const std::size_t bracket = host.rfind(']');
-  const bool has_port =
-      host.rfind(':') != std::string::npos &&
-      (bracket == std::string::npos || host.rfind(':') > bracket);
-  return "ldap://" + host + (has_port ? "" : ":" + std::to_string(port));
+  if (colon == std::string::npos ||
+      (bracket != std::string::npos && colon < bracket)) {
+    return "ldap://" + host + ":" + std::to_string(port);
+  }
+  return is_port(std::string_view(host).substr(colon + 1)) ? "ldap://" + host
+                                                           : "";
 }
 
-struct LimitFree {
-  void operator()(timeval* limit) const { ldap_memfree(limit); }
-};
-using LimitPtr = std::unique_ptr<timeval, LimitFree>;
-
-// Null for a connection (or, with null, for a process) without that limit.
-LimitPtr limit_of(LDAP* ld, int option) {
+// What the LDAP library's configuration says, or nothing.
+std::optional<milliseconds> configured(int option) {
   timeval* limit = nullptr;
-  ldap_get_option(ld, option, &limit);
-  return LimitPtr(limit);
-}
-
-void limit_unless_configured(LDAP* ld, int option, const timeval& limit) {
-  if (limit_of(ld, option) == nullptr) {
-    ldap_set_option(ld, option, &limit);
+  ldap_get_option(nullptr, option, &limit);
+  if (limit == nullptr) {
+    return std::nullopt;
   }
+  const std::chrono::microseconds rest(limit->tv_usec);
+  const auto whole = std::chrono::seconds(limit->tv_sec) +
+                     std::chrono::ceil<milliseconds>(rest);
+  ldap_memfree(limit);
+  return whole;
 }
 
-std::chrono::microseconds network_limit(LDAP* ld) {
-  const LimitPtr limit = limit_of(ld, LDAP_OPT_NETWORK_TIMEOUT);
-  return std::chrono::seconds(limit->tv_sec) +
-         std::chrono::microseconds(limit->tv_usec);
+milliseconds network_limit() {
+  return configured(LDAP_OPT_NETWORK_TIMEOUT).value_or(kNetworkLimit);
 }
 
-void set_options(LDAP* ld) {
-  const int version = LDAP_VERSION3;
-  ldap_set_option(ld, LDAP_OPT_PROTOCOL_VERSION, &version);
-  // Without it a signal that the host handles ends a wait for the server as if
-  // the connection had failed.
-  ldap_set_option(ld, LDAP_OPT_RESTART, LDAP_OPT_ON);
-  // They would be followed without credentials.
-  ldap_set_option(ld, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
-  limit_unless_configured(ld, LDAP_OPT_NETWORK_TIMEOUT, kNetworkLimit);
-  limit_unless_configured(ld, LDAP_OPT_TIMEOUT, kAnswerLimit);
+timeval as_timeval(milliseconds limit) {
+  const auto count = static_cast<long>(limit.count());
+  return {count / 1000, count % 1000 * 1000};
 }
 
-// Why ldap_connect() failed; what it leaves in errno does not always tell.
-int connect_error(LDAP* ld, int left, bool late) {
-  char* message = nullptr;
-  ldap_get_option(ld, LDAP_OPT_DIAGNOSTIC_MESSAGE, &message);
-  const bool is_tls = message != nullptr && *message != '\0';
-  ldap_memfree(message);
-  if (late) {
-    return ETIMEDOUT;
-  }
-  if (is_tls) {  // nothing else leaves a message
-    return EPROTO;
-  }
-  // Closing a socket that never was connected overwrites the reason.
-  return left == ENOTCONN ? ECONNREFUSED : left;
+void set_limit(LDAP* ld, int option, milliseconds limit) {
+  const timeval value = as_timeval(limit);
+  ldap_set_option(ld, option, &value);
 }
 
-ConnectionPtr connect_to(const std::string& uri) {
+// Rounded up: a bind is limited in whole seconds.
+int seconds_of(milliseconds limit) {
+  return static_cast<int>(
+      std::chrono::ceil<std::chrono::seconds>(limit).count());
+}
+
+// Connects within the limit, each step of it: the name apart, for which the
+// system has limits of its own.
+ConnectionPtr connect_to(const std::string& uri, milliseconds limit) {
   LDAP* made = nullptr;
-  const int code =
+  int code =
       uri.empty() ? LDAP_PARAM_ERROR : ldap_initialize(&made, uri.c_str());
   ConnectionPtr ld(made);
   if (code != LDAP_SUCCESS) {
     errno = code == LDAP_NO_MEMORY ? ENOMEM : EINVAL;
     return nullptr;
   }
-  set_options(ld.get());
-  if (!layer_sockets(ld.get())) {
-    errno = ENOMEM;
-    return nullptr;
-  }
-  const auto start = steady_clock::now();
-  errno = 0;  // a name that does not resolve leaves it alone
-  if (ldap_connect(ld.get()) != LDAP_SUCCESS) {
-    const int left = errno;
-    const bool late = steady_clock::now() - start >= network_limit(ld.get());
-    const int reason = connect_error(ld.get(), left, late);
+  const int version = LDAP_VERSION3;
+  ldap_set_option(made, LDAP_OPT_PROTOCOL_VERSION, &version);
+  // Without it a signal that the host handles ends a wait for the server as if
+  // the connection had failed.
+  ldap_set_option(made, LDAP_OPT_RESTART, LDAP_OPT_ON);
+  // They would be followed without credentials.
+  ldap_set_option(made, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
+  set_limit(made, LDAP_OPT_NETWORK_TIMEOUT, limit);
+  set_limit(made, LDAP_OPT_TIMEOUT, limit);  // of the answer to StartTLS
+  code = connect_within(made, limit, network_limit());
+  if (code != LDAP_SUCCESS) {
+    const int reason = errno;
     ld.reset();
     errno = reason;
+    return nullptr;
   }
+  set_limit(made, LDAP_OPT_TIMEOUT,
+            configured(LDAP_OPT_TIMEOUT).value_or(kAnswerLimit));
   return ld;
 }
 
 // Whether a server that took the connection answers too. Its root entry may be
 // asked for by everybody; that it refuses is an answer as well.
-bool answers(LDAP* ld) {
+bool answers(LDAP* ld, milliseconds limit) {
   char none[] = LDAP_NO_ATTRS;
   char* attrs[] = {none, nullptr};
-  const LimitPtr patience = limit_of(ld, LDAP_OPT_NETWORK_TIMEOUT);
+  timeval patience = as_timeval(limit);
   LDAPMessage* result = nullptr;
   const int code =
       ldap_search_ext_s(ld, "", LDAP_SCOPE_BASE, "(objectClass=*)", attrs, 0,
-                        nullptr, nullptr, patience.get(), 1, &result);
+                        nullptr, nullptr, &patience, 1, &result);
   const ResultPtr owner(result);
   errno = code == LDAP_TIMEOUT ? ETIMEDOUT : ECONNRESET;
   return code >= 0;
 }
 
 // The first `count` hosts are tried in order.
-LDAP* open_first(Known about, std::size_t count) {
+LDAP* open_first(Known about, std::size_t count, milliseconds limit) {
   const std::vector<std::string> hosts = words(about.hosts);
   errno = EINVAL;
   for (std::size_t i = 0; i < std::min(count, hosts.size()); ++i) {
-    ConnectionPtr ld = connect_to(uri_of(hosts[i], about.port));
-    if (ld == nullptr || (hosts.size() > 1 && !answers(ld.get()))) {
+    ConnectionPtr ld = connect_to(uri_of(hosts[i], about.port), limit);
+    if (ld == nullptr || (hosts.size() > 1 && !answers(ld.get(), limit))) {
       continue;
     }
     about.is_first = i == 0;
+    about.is_suspect = false;
     about.since = steady_clock::now();
     remember(ld.get(), std::move(about));
     return ld.release();
@@ -230,8 +237,8 @@ LDAP* open_first(Known about, std::size_t count) {
   return nullptr;
 }
 
-LDAP* open_any(const Known& about) {
-  return open_first(about, about.hosts.size());
+LDAP* open_any(const Known& about, milliseconds limit) {
+  return open_first(about, about.hosts.size(), limit);
 }
 
 void log_reconnected(LDAP* ld) {
@@ -245,19 +252,19 @@ void log_reconnected(LDAP* ld) {
 }
 
 // Puts a connection in the place of the object's, bound as that one was.
-bool replace(ldapClient* client, LDAP* fresh, bool bind) {
+bool replace(ldapClient* client, LDAP* fresh, bool bind, milliseconds limit) {
   if (fresh == nullptr) {
     return false;
   }
-  if (bind &&
-      bind_connection(fresh, client->bindDN, client->bindPassword,
-                      static_cast<int>(kAnswerLimit.tv_sec)) != nullptr) {
+  if (bind && bind_connection(fresh, client->bindDN, client->bindPassword,
+                              seconds_of(limit)) != nullptr) {
     close_connection(fresh);
     return false;
   }
   set_bound(fresh, bind);
   close_connection(client->ld);
   client->ld = fresh;
+  client->cacheEnabled = 0;
   log_reconnected(fresh);
   return true;
 }
@@ -271,21 +278,55 @@ bool is_dead(LDAP* ld) {
   return fd < 0 || (poll(&look, 1, 0) > 0 && look.revents != 0);
 }
 
-// A lost connection has given everything that it will.
-bool is_lost(int error) {
+// A lost connection has given everything that it will. A server that ends may
+// say so (RFC 4511 section 4.4.1); one that stays may say the same of what it
+// passes requests on to.
+bool is_lost(LDAP* ld, int error) {
   return error == LDAP_SERVER_DOWN || error == LDAP_CONNECT_ERROR ||
-         error == LDAP_UNAVAILABLE;
+         (error == LDAP_UNAVAILABLE && is_dead(ld));
 }
 
-void go_back_to_first(ldapClient* client) {
-  Known about = known(client->ld);
-  if (about.is_first || steady_clock::now() - about.since < quiet_interval) {
-    return;
-  }
-  if (!replace(client, open_first(about, 1), about.bound)) {
+void mark_suspect(LDAP* ld) {
+  Known about = known(ld);
+  about.is_suspect = true;
+  remember(ld, std::move(about));
+}
+
+void go_back_to_first(ldapClient* client, Known about, milliseconds limit) {
+  if (!replace(client, open_first(about, 1, limit), about.bound, limit)) {
     about.since = steady_clock::now();
     remember(client->ld, std::move(about));
   }
+}
+
+// A connection may have been dropped on the way, with neither side told.
+void clear_suspicion(ldapClient* client, Known about, milliseconds limit) {
+  if (answers(client->ld, limit) ||
+      !replace(client, open_any(about, limit), about.bound, limit)) {
+    about.is_suspect = false;
+    remember(client->ld, std::move(about));
+  }
+}
+
+void look_after(ldapClient* client, milliseconds limit) {
+  Known about = known(client->ld);
+  if (about.is_suspect) {
+    clear_suspicion(client, std::move(about), limit);
+  } else if (!about.is_first &&
+             steady_clock::now() - about.since >= quiet_interval) {
+    go_back_to_first(client, std::move(about), limit);
+  }
+}
+
+milliseconds limit_for(const timeval* own_limit) {
+  const milliseconds limit = network_limit();
+  if (own_limit == nullptr) {
+    return limit;
+  }
+  const auto own = std::chrono::seconds(own_limit->tv_sec) +
+                   std::chrono::ceil<milliseconds>(
+                       std::chrono::microseconds(own_limit->tv_usec));
+  return std::clamp<milliseconds>(own, milliseconds(1), limit);
 }
 
 }  // namespace
@@ -299,7 +340,7 @@ LDAP* open_connection(const char* hosts, int port) try {
     errno = EINVAL;
     return nullptr;
   }
-  return open_any({.hosts = hosts, .port = port});
+  return open_any({.hosts = hosts, .port = port}, network_limit());
 } catch (...) {
   errno = ENOMEM;
   return nullptr;
@@ -331,10 +372,8 @@ const char* bind_connection(LDAP* ld, const char* dn, const char* password,
 }
 
 int bind_seconds() {
-  const LimitPtr configured = limit_of(nullptr, LDAP_OPT_TIMEOUT);
-  return configured != nullptr ? static_cast<int>(std::clamp<long>(
-                                     configured->tv_sec, 1, kBindSeconds))
-                               : kBindSeconds;
+  const auto limit = configured(LDAP_OPT_TIMEOUT);
+  return limit ? std::clamp(seconds_of(*limit), 1, kBindSeconds) : kBindSeconds;
 }
 
 void set_bound(LDAP* ld, bool bound) {
@@ -345,30 +384,48 @@ void set_bound(LDAP* ld, bool bound) {
   }
 }
 
-void before_request(ldapClient* client, Request request) try {
+void before_request(ldapClient* client, Request request,
+                    const timeval* own_limit) try {
   if (client->ld == nullptr) {
     return;
   }
-  if (elsewhere != 0) {
-    go_back_to_first(client);
+  const milliseconds limit = limit_for(own_limit);
+  if (troubled != 0) {
+    look_after(client, limit);
   }
   if (request != Request::kRead && is_dead(client->ld)) {
     const Known about = known(client->ld);
-    replace(client, open_any(about), about.bound && request != Request::kBind);
+    replace(client, open_any(about, limit),
+            about.bound && request != Request::kBind, limit);
   }
 } catch (...) {
   // The connection is as it was.
 }
 
-bool is_reconnected(ldapClient* client, int error, bool own_limit) try {
+bool is_reconnected(ldapClient* client, int error,
+                    const timeval* own_limit) try {
   const Known about = known(client->ld);
   // Another host may answer where this one does not.
-  const bool stalled =
-      error == LDAP_TIMEOUT && !own_limit && words(about.hosts).size() > 1;
-  return (is_lost(error) || stalled) &&
-         replace(client, open_any(about), about.bound);
+  const bool moves_on = error == LDAP_TIMEOUT && own_limit == nullptr &&
+                        words(about.hosts).size() > 1;
+  const milliseconds limit = limit_for(own_limit);
+  if ((moves_on || is_lost(client->ld, error)) &&
+      replace(client, open_any(about, limit), about.bound, limit)) {
+    return true;
+  }
+  after_request(client, error);
+  return false;
 } catch (...) {
   return false;
+}
+
+int after_request(ldapClient* client, int code) try {
+  if (code == LDAP_TIMEOUT) {
+    mark_suspect(client->ld);
+  }
+  return code;
+} catch (...) {
+  return code;
 }
 
 }  // namespace configapi

@@ -6,6 +6,7 @@
 
 #include <configapi/ldapclient.h>
 #include <ldap.h>
+#include <sys/time.h>
 
 #include <chrono>
 
@@ -37,15 +38,20 @@ void set_bound(LDAP* ld, bool bound);
 enum class Request { kRead, kWrite, kBind };
 
 // To be called before a request. A connection to another host than the first
-// goes back to the first, when it is time and that one answers. A connection
-// that is found dead is replaced, but for a read, which may simply be sent
-// twice.
-void before_request(ldapClient* client, Request request);
+// goes back to the first, when it is time and that one answers; one that did
+// not answer in time is replaced unless it answers now; and one that is found
+// dead is replaced, but for a read, which may simply be sent twice. `own_limit`
+// is the caller's, or null: every wait for a host is bounded by it, too.
+void before_request(ldapClient* client, Request request,
+                    const timeval* own_limit = nullptr);
 
-// Whether the error of a read came from a connection that is lost, and a new
-// one stands in its place: the read may be sent again, once. `own_limit`: the
-// caller bounded the wait, so that its end says nothing about the server.
-bool is_reconnected(ldapClient* client, int error, bool own_limit);
+// To be called with the code of a request, which it returns.
+int after_request(ldapClient* client, int code);
+
+// The same for a read. Whether its error came from a connection that is lost,
+// and a new one stands in its place: the read may be sent again, once.
+bool is_reconnected(ldapClient* client, int error,
+                    const timeval* own_limit = nullptr);
 
 }  // namespace configapi
 

@@ -59,6 +59,11 @@ bool fits(std::span<const char> field, const char* text) {
   return text == nullptr || std::strlen(text) < field.size();
 }
 
+// Without both, a bind is anonymous (RFC 4513 section 5.1).
+bool has_text(const char* text) {
+  return text != nullptr && *text != '\0';
+}
+
 // Keeps a text for which fits() holds. It may be the field's own: a host binds
 // again with what the object remembers.
 template <std::size_t kSize>
@@ -139,7 +144,8 @@ int ldapClient::ldapClientBind(char* dn, char* password) {
   }
   configapi::remember(bindDN, dn);
   configapi::remember(bindPassword, password);
-  configapi::set_bound(ld, dn != nullptr && *dn != '\0');
+  configapi::set_bound(
+      ld, configapi::has_text(dn) && configapi::has_text(password));
   return 0;
 }
 
@@ -182,7 +188,8 @@ int ldapClient::ldapClientAdd(char* dn, attrval* list) {
   const configapi::ModsPtr mods = configapi::get_addlist(list);
   configapi::before_request(this, Request::kWrite);
   if (ld == nullptr || mods == nullptr ||
-      ldap_add_s(ld, dn, mods.get()) != LDAP_SUCCESS) {
+      configapi::after_request(this, ldap_add_s(ld, dn, mods.get())) !=
+          LDAP_SUCCESS) {
     configapi::log_ldap_error("ldap_add operation failed");
     return configapi::kFailed;
   }
@@ -193,9 +200,10 @@ int ldapClient::ldapClientModify(char* dn, attrval* list) {
   constexpr int kOwnOperations = -1;
   const configapi::ModsPtr mods(get_modlist(list, kOwnOperations));
   configapi::before_request(this, Request::kWrite);
-  const int code = ld != nullptr && mods != nullptr
-                       ? ldap_modify_s(ld, dn, mods.get())
-                       : configapi::kFailed;
+  const int code =
+      ld != nullptr && mods != nullptr
+          ? configapi::after_request(this, ldap_modify_s(ld, dn, mods.get()))
+          : configapi::kFailed;
   if (code != LDAP_SUCCESS) {
     configapi::log_ldap_error("ldap_modify operation failed");
   }
@@ -204,7 +212,8 @@ int ldapClient::ldapClientModify(char* dn, attrval* list) {
 
 int ldapClient::ldapClientDelete(char* dn) {
   configapi::before_request(this, Request::kWrite);
-  if (ld == nullptr || ldap_delete_s(ld, dn) != LDAP_SUCCESS) {
+  if (ld == nullptr ||
+      configapi::after_request(this, ldap_delete_s(ld, dn)) != LDAP_SUCCESS) {
     configapi::log_ldap_error("ldap_delete failed");
     return configapi::kFailed;
   }
@@ -227,7 +236,8 @@ int ldapClient::ldapClientModRDN(char* dn, char* newName) try {
     return configapi::rename_failed(kModifyFailed);
   }
   configapi::before_request(this, Request::kWrite);
-  if (ldap_modrdn_s(ld, dn, rdn.c_str()) != LDAP_SUCCESS) {
+  if (configapi::after_request(this, ldap_modrdn_s(ld, dn, rdn.c_str())) !=
+      LDAP_SUCCESS) {
     return configapi::rename_failed("ldap_modrdn failed");
   }
   return 0;
@@ -240,7 +250,7 @@ int ldapClient::ldapClientCompare(char* dn, char* attribute, char* value) {
   int code = LDAP_PARAM_ERROR;
   if (ld != nullptr) {
     code = ldap_compare_s(ld, dn, attribute, value);
-    if (configapi::is_reconnected(this, code, false)) {
+    if (configapi::is_reconnected(this, code)) {
       code = ldap_compare_s(ld, dn, attribute, value);
     }
   }

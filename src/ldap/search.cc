@@ -40,9 +40,9 @@ EntriesPtr search(ldapClient* client, const SearchQuery& query,
     return search_failed(SearchCode::kNoAnswer, code);
   }
   ResultPtr result;
-  before_request(client, Request::kRead);
+  before_request(client, Request::kRead, query.timeout);
   int error = send_search(client->ld, query, &result);
-  if (is_reconnected(client, error, query.timeout != nullptr)) {
+  if (is_reconnected(client, error, query.timeout)) {
     error = send_search(client->ld, query, &result);
   }
   if (error != LDAP_SUCCESS) {

@@ -1,15 +1,33 @@
 #include "ldap/socket_layer.h"
 
 #include <lber.h>
+#include <poll.h>
 #include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
 
 namespace configapi {
 namespace {
 
-// A layer of the LDAP library's input and output, above the socket and below
-// encryption.
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
 
-int keep_nothing(Sockbuf_IO_Desc* /*layer*/, void* /*arg*/) {
+// What the calling thread is connecting; callbacks get no argument of ours.
+struct Connecting {
+  steady_clock::time_point end;
+  milliseconds send_limit;
+  bool reached;  // the server took the connection
+};
+thread_local Connecting* connecting = nullptr;
+
+// A layer of the LDAP library's input and output, above the socket and below
+// encryption. Its argument is the limit on a write, in milliseconds.
+
+int keep_limit(Sockbuf_IO_Desc* layer, void* limit) {
+  layer->sbiod_pvt = limit;
   return 0;
 }
 
@@ -27,21 +45,70 @@ int descriptor(Sockbuf_IO_Desc* layer) {
   return fd;
 }
 
+// False with the reason in errno.
+bool wait_for(int fd, short event, steady_clock::time_point end) {
+  while (true) {
+    const auto left =
+        std::chrono::ceil<milliseconds>(end - steady_clock::now());
+    pollfd look{fd, event, 0};
+    const int ready =
+        poll(&look, 1, static_cast<int>(std::max<long long>(left.count(), 0)));
+    if (ready > 0) {
+      return true;
+    }
+    if (ready == 0) {
+      errno = ETIMEDOUT;
+      return false;
+    }
+    if (errno != EINTR) {
+      return false;
+    }
+  }
+}
+
+// While it connects, the LDAP library repeats a handshake that finds nothing to
+// read without ever waiting.
 ber_slen_t read(Sockbuf_IO_Desc* layer, void* buffer, ber_len_t size) {
-  return recv(descriptor(layer), buffer, size, MSG_DONTWAIT);
+  const int fd = descriptor(layer);
+  ssize_t taken = recv(fd, buffer, size, MSG_DONTWAIT);
+  while (taken < 0 && errno == EAGAIN && connecting != nullptr &&
+         wait_for(fd, POLLIN, connecting->end)) {
+    taken = recv(fd, buffer, size, MSG_DONTWAIT);
+  }
+  return taken;
 }
 
 ber_slen_t write(Sockbuf_IO_Desc* layer, void* buffer, ber_len_t size) {
-  return send(descriptor(layer), buffer, size, MSG_NOSIGNAL);
+  constexpr int kQuietly = MSG_NOSIGNAL | MSG_DONTWAIT;
+  const int fd = descriptor(layer);
+  ssize_t sent = send(fd, buffer, size, kQuietly);
+  if (sent >= 0 || errno != EAGAIN) {
+    return sent;
+  }
+  const milliseconds limit(reinterpret_cast<std::intptr_t>(layer->sbiod_pvt));
+  const auto end = steady_clock::now() + limit;
+  while (sent < 0 && errno == EAGAIN && wait_for(fd, POLLOUT, end)) {
+    sent = send(fd, buffer, size, kQuietly);
+  }
+  return sent;
 }
 
-Sockbuf_IO bounded_io = {keep_nothing, release_nothing, control,
-                         read,         write,           release_nothing};
+Sockbuf_IO bounded_io = {keep_limit, release_nothing, control,
+                         read,       write,           release_nothing};
 
 int add_layer(LDAP* /*ld*/, Sockbuf* socket, LDAPURLDesc* /*server*/,
               sockaddr* /*address*/, ldap_conncb* /*callbacks*/) {
   constexpr int kAboveSocket = LBER_SBIOD_LEVEL_PROVIDER + 1;
-  return ber_sockbuf_add_io(socket, &bounded_io, kAboveSocket, nullptr);
+  constexpr milliseconds kUnknown{3000};
+  milliseconds limit = kUnknown;
+  if (connecting != nullptr) {
+    connecting->reached = true;
+    limit = connecting->send_limit;
+  }
+  return ber_sockbuf_add_io(
+      socket, &bounded_io, kAboveSocket,
+      // NOLINTNEXTLINE(performance-no-int-to-ptr): a number is all there is
+      reinterpret_cast<void*>(static_cast<std::intptr_t>(limit.count())));
 }
 
 void keep_layer(LDAP* /*ld*/, Sockbuf* /*socket*/, ldap_conncb* /*callbacks*/) {
@@ -49,11 +116,58 @@ void keep_layer(LDAP* /*ld*/, Sockbuf* /*socket*/, ldap_conncb* /*callbacks*/) {
 
 ldap_conncb on_connect = {add_layer, keep_layer, nullptr};
 
+int connect_error(const Connecting& connection, int left) {
+  if (steady_clock::now() >= connection.end) {
+    return ETIMEDOUT;
+  }
+  if (connection.reached) {
+    return EPROTO;
+  }
+  // Closing a socket that never was connected overwrites the reason.
+  return left == ENOTCONN ? ECONNREFUSED : left;
+}
+
+// The LDAP library's wait for a connection begins anew after each signal.
+class SignalsLater {
+ public:
+  SignalsLater() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  ~SignalsLater() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsLater(const SignalsLater&) = delete;
+  SignalsLater& operator=(const SignalsLater&) = delete;
+  SignalsLater(SignalsLater&&) = delete;
+  SignalsLater& operator=(SignalsLater&&) = delete;
+
+ private:
+  sigset_t before_{};
+};
+
 }  // namespace
 
-bool layer_sockets(LDAP* ld) {
-  return ldap_set_option(ld, LDAP_OPT_CONNECT_CB, &on_connect) ==
-         LDAP_OPT_SUCCESS;
+int connect_within(LDAP* ld, milliseconds limit, milliseconds send_limit) {
+  if (ldap_set_option(ld, LDAP_OPT_CONNECT_CB, &on_connect) !=
+      LDAP_OPT_SUCCESS) {
+    errno = ENOMEM;
+    return LDAP_NO_MEMORY;
+  }
+  Connecting connection{steady_clock::now() + limit, send_limit, false};
+  int code = LDAP_SUCCESS;
+  int left = 0;
+  {
+    const SignalsLater signals;
+    connecting = &connection;
+    errno = 0;  // a name that does not resolve leaves it alone
+    code = ldap_connect(ld);
+    left = errno;
+    connecting = nullptr;
+  }
+  if (code != LDAP_SUCCESS) {
+    errno = connect_error(connection, left);
+  }
+  return code;
 }
 
 }  // namespace configapi

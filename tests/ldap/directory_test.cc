@@ -102,6 +102,8 @@ TEST_F(LdapClient, ConnectsToUris) {
       {start_tls, "", EPROTO},
       {"http://x/", "", EINVAL},
       {"127.0.0.1/x", "", EINVAL},
+      {"127.0.0.1:99999", "", EINVAL},
+      {plain + "," + plain, "", EINVAL},
       {" ", "", EINVAL},
       {"127.0.0.1", "", ECONNREFUSED},
   };

@@ -4,12 +4,15 @@
 #include <gtest/gtest.h>
 #include <ldap.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
+#include <vector>
 
 #include "ldap/connection.h"
 #include "support/client_test.h"
@@ -183,6 +186,50 @@ TEST_F(Reconnect, EveryWaitHasALimit) {
       client.ldapClientUnbind();
     }
   }
+}
+
+TEST_F(Reconnect, ConnectingHasALimitInsideOfTlsToo) {
+  const Limit network(LDAP_OPT_NETWORK_TIMEOUT, milliseconds(200));
+  const StubServer silent(0, Ending::kSilence);
+  for (const std::string& uri :
+       {"ldaps://" + here(silent), "ldap://" + here(silent) +
+                                       "/???"
+                                       "?!StartTLS"}) {
+    EXPECT_EQ(connect(uri), 4);
+    EXPECT_EQ(log.take(),
+              test::LogLines{"1 LDAP Client API: ldap_open error: errno=" +
+                             std::to_string(ETIMEDOUT)});
+  }
+}
+
+// What it takes no more is not waited for either.
+TEST_F(Reconnect, SendingHasALimit) {
+  const Limit network(LDAP_OPT_NETWORK_TIMEOUT, milliseconds(200));
+  const Limit answer(LDAP_OPT_TIMEOUT, milliseconds(100));
+  const StubServer silent(1, [](int /*id*/) {
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    return std::string();
+  });
+  ASSERT_EQ(connect_and_bind(here(silent)), 0);
+  test::AttrRecords list(
+      std::vector<test::AttrValue>(20000, {0, "cn", std::string(511, 'x')}));
+  const auto start = steady_clock::now();
+  EXPECT_NE(client.ldapClientModify(Text("cn=x"), list.list()), 0);
+  EXPECT_LT(steady_clock::now() - start, milliseconds(1900));
+}
+
+// A search with a limit of its own says nothing about the server; the next
+// request finds out.
+TEST_F(Reconnect, LeavesAServerThatDoesNotAnswerAnyMore) {
+  const Limit network(LDAP_OPT_NETWORK_TIMEOUT, milliseconds(200));
+  const StubServer stalled(2, Ending::kSilence);
+  const StubServer second(99, Ending::kSilence);
+  ASSERT_EQ(connect_and_bind(here(stalled) + " " + here(second)), 0);
+  timeval own{0, 100000};
+  EXPECT_EQ(search(&own), 1);
+  EXPECT_EQ(second.requests(), 0);
+  EXPECT_EQ(client.ldapClientDelete(Text("cn=x")), 0);
+  EXPECT_EQ(second.requests(), 3) << "probe, bind, delete";
 }
 
 TEST_F(Reconnect, AReferralIsNotFollowed) {

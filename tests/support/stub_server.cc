@@ -130,7 +130,7 @@ void StubServer::serve(int connection) {
   if (ending_ == Ending::kGarbage && !receive(connection).empty()) {
     send_all(connection, "HTTP/1.0 400 Bad request\r\n\r\n");
   }
-  while (ending_ == Ending::kSilence &&
+  while (ending_ == Ending::kSilence && !over_ &&
          !(request = receive(connection)).empty()) {
     if (later_ != nullptr) {
       send_all(connection, later_(request.at(4)));

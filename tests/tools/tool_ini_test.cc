@@ -273,6 +273,7 @@ TEST_F(ToolIni, TellsDifferences) {
       {"diff /nowhere", 8, "",
        "configapi: cannot read /nowhere: No such file or directory\n"},
       {"diff --with localhost:" + port, 0},
+      {"diff --with ''", 2, "", "configapi: no host in '' (--with)\n"},
       {"diff --with [::1]:x", 2, "",
        "configapi: no port in '[::1]:x' (--with)\n"},
       {"diff --with 127.0.0.1:1", 4, "",

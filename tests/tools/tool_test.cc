@@ -68,6 +68,8 @@ TEST(Tool, CompletesWords) {
       {"complete get -", 0,
        "--help\n--json\n--table\n--version\n-D\n-H\n-h\n-p\n-q\n-t\n-v\n-y\n"},
       {"complete completion z", 0, "zsh\n"},
+      {"complete set tuning/dnst", 0, "Tuning/DNStimeout=\n"},
+      {"complete check Tuning/DNStimeout=5", 0},
       {"complete -p 8 nonsense ''", 0,
        run_tool("complete ''").out},  // no command yet
       {"complete -y ''", 1},

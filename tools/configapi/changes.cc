@@ -86,7 +86,11 @@ LinkOwner<LDAPControl> assertion(const Link& link, std::string filter) {
   return LinkOwner<LDAPControl>(made);
 }
 
+// The number of its last change says all, also that nobody has added a value.
 LinkOwner<LDAPControl> assertion(const Link& link, const ChangedEntry& entry) {
+  if (!entry.csn.empty()) {
+    return assertion(link, "(entryCSN=" + escape_filter_value(entry.csn) + ")");
+  }
   std::string filter = "(&";
   for (const Difference& difference : entry.differences) {
     filter += assertion_of(difference);
@@ -413,7 +417,8 @@ Changes::Changes(const std::vector<Difference>& differences,
         found != nullptr ? found->dn : "cn=" + escape_dn_value(section);
     ChangedEntry* entry = entry_of(&entries_, dn);
     if (entry == nullptr) {
-      entries_.push_back({dn, found == nullptr});
+      entries_.push_back(
+          {dn, found == nullptr, found != nullptr ? found->csn : ""});
       entry = &entries_.back();
     }
     entry->differences.push_back(difference);

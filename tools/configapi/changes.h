@@ -20,7 +20,8 @@ struct ChangedEntry {
   enum class State { kNotWritten, kWritten, kUnknown };
 
   std::string dn;
-  bool is_new;  // there is no entry of the section yet
+  bool is_new;        // there is no entry of the section yet
+  std::string csn{};  // the number of its last change, where it is told
   std::vector<Difference> differences{};
   State state = State::kNotWritten;
 };
@@ -28,9 +29,10 @@ struct ChangedEntry {
 enum class Writing { kTogether, kOneByOne };
 
 // Every request carries what was read before: it deletes exactly the values
-// that were there, and asserts (RFC 4528) them, or that there were none, so
-// that nobody's change is overwritten unseen. A directory compares values
-// without regard to runs of blanks.
+// that were there, and asserts (RFC 4528) that the entry has not been changed
+// since, so that nobody's change is overwritten unseen. Where the directory
+// does not number its changes, it asserts the values, or that there were none;
+// a directory compares them without regard to runs of blanks.
 class Changes {
  public:
   // `entries` is what the differences were found in; differences without one

@@ -107,11 +107,26 @@ class Line {
   }
 
  private:
+  // A value is the user's own.
+  static Words complete_assignment(const std::string& typed) {
+    if (typed.find('=') != std::string::npos) {
+      return {};
+    }
+    Words words = complete_setting(typed, false);
+    for (std::string& word : words) {
+      word += word.ends_with('/') ? "" : "=";
+    }
+    return words;
+  }
+
   static std::optional<Words> complete_value(const CLI::Option& option,
                                              const std::string& name,
                                              const std::string& typed) {
     if (name == "ADDRESS" || name == "GLOB") {
       return complete_setting(typed, name == "GLOB");
+    }
+    if (name == "ADDRESS=VALUE" || name == "SETTINGS") {
+      return complete_assignment(typed);
     }
     if (name == "FILE") {
       return std::nullopt;

@@ -3,6 +3,7 @@
 #include <CLI/App.hpp>
 #include <charconv>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,7 +19,7 @@ namespace {
 
 struct DiffOptions {
   std::string file = "-";
-  std::string other;
+  std::optional<std::string> other;
   bool replace = false;
   bool secrets = false;
 };
@@ -31,6 +32,10 @@ Connection with_host(Connection connection, std::string_view word) {
                         (word.starts_with('[') ? word[colon - 1] == ']'
                                                : word.find(':') == colon);
   connection.host = word.substr(0, has_port ? colon : word.size());
+  if (connection.host.empty()) {
+    throw Failure(ExitCode::kUsage,
+                  "no host in '" + std::string(word) + "' (--with)");
+  }
   if (has_port) {
     constexpr int kMaxPort = 65535;
     const char* const end = word.data() + word.size();
@@ -51,7 +56,7 @@ Holdings holdings_of(const Connection& connection, const Output& output) {
 
 void run(const DiffOptions& options, Tool* tool) {
   std::vector<Wanted> wanted;
-  if (options.other.empty()) {
+  if (!options.other) {
     const SettingsFile file(options.file);
     if (!file.faults().empty()) {
       for (const FileFault& fault : file.faults()) {
@@ -62,9 +67,9 @@ void run(const DiffOptions& options, Tool* tool) {
     wanted = file.wanted();
   } else {
     wanted = wanted_of(
-        holdings_of(with_host(tool->connection, options.other), tool->output));
+        holdings_of(with_host(tool->connection, *options.other), tool->output));
   }
-  const bool all = options.replace || !options.other.empty();
+  const bool all = options.replace || options.other.has_value();
   const auto list = differences(holdings_of(tool->connection, tool->output),
                                 wanted, all ? Unnamed::kGo : Unnamed::kStay);
   for (const Difference& difference : list) {
@@ -84,7 +89,11 @@ void add_diff(CLI::App* app, Tool* tool) {
   auto* const file =
       command->add_option("FILE", options->file,
                           "INI text as export writes it; - is standard input");
-  command->add_option("--with", options->other, "The other directory")
+  const auto take_other = [options](const CLI::results_t& words) {
+    options->other = words.front();
+    return true;
+  };
+  command->add_option("--with", take_other, "The other directory")
       ->type_name("HOST[:PORT]")
       ->excludes(file);
   command->add_flag("--replace", options->replace,

@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <chrono>
+#include <string_view>
 #include <utility>
 
 #include "deadline.h"
@@ -37,6 +40,9 @@ bool set_options(LDAP* ld, unsigned limit) {
   });
 }
 
+// Kept by slapd for every entry.
+constexpr std::string_view kChangeNumber = "entryCSN";
+
 std::string copied(const berval& value) {
   return {value.bv_val, value.bv_len};
 }
@@ -54,7 +60,11 @@ Entry copied_entry(LDAP* ld, LDAPMessage* message) {
         ldap_get_values_len(ld, message, name.get()));
     const int count = ldap_count_values_len(values.get());
     for (int i = 0; i < count; ++i) {
-      entry.values.emplace_back(name.get(), copied(*values.get()[i]));
+      if (std::string_view(name.get()) == kChangeNumber) {
+        entry.csn = copied(*values.get()[i]);
+      } else {
+        entry.values.emplace_back(name.get(), copied(*values.get()[i]));
+      }
     }
     name.reset(ldap_next_attribute(ld, message, element));
   }
@@ -89,16 +99,13 @@ void Link::connect(const Output& output) {
   const Deadline deadline(connection_.seconds + 1, no_answer(connection_),
                           output);
   ld_.reset(ldap_init(connection_.host.c_str(), connection_.port));
-  if (ld_ == nullptr || !set_options(ld(), connection_.seconds) ||
-      !layer_sockets(ld())) {
+  if (ld_ == nullptr || !set_options(ld(), connection_.seconds)) {
     throw unreachable(connection_, "is not reachable");
   }
-  const int code = ldap_connect(ld());
-  if (code == LDAP_TIMEOUT) {
-    throw no_answer(connection_);
-  }
-  if (code != LDAP_SUCCESS) {
-    throw unreachable(connection_, "is not reachable");
+  const std::chrono::seconds limit(connection_.seconds);
+  if (connect_within(ld(), limit, limit) != LDAP_SUCCESS) {
+    throw errno == ETIMEDOUT ? no_answer(connection_)
+                             : unreachable(connection_, "is not reachable");
   }
 }
 
@@ -161,7 +168,8 @@ LinkOwner<LDAPMessage> Link::search(const char* base, int scope,
                                     const char* attribute) const {
   std::string wanted =
       attribute != nullptr ? attribute : LDAP_ALL_USER_ATTRIBUTES;
-  std::array<char*, 2> attributes = {wanted.data(), nullptr};
+  std::string number(kChangeNumber);
+  std::array<char*, 3> attributes = {wanted.data(), number.data(), nullptr};
   LDAPMessage* answer = nullptr;
   const int code =
       ldap_search_ext_s(ld(), base, scope, filter, attributes.data(), 0,

@@ -45,9 +45,8 @@ void PendingRecords::judge_entry(const Chain& chain, const std::string* present,
       });
   for (auto later = chain.rbegin(); later != last; ++later) {
     const bool made = present != nullptr && (*later)->record.csn <= *present;
-    const bool awaited = last == chain.rend() && (made || present == nullptr);
-    const Time since = awaited ? last_added_ : (*later)->since;
-    if (now - since > kPatience) {
+    if (now - last_added_ > kPatience ||
+        now - (*later)->since > kLongestPatience) {
       decide(*later, made);
     }
   }

@@ -29,8 +29,10 @@ class PendingRecords {
   using Time = std::chrono::steady_clock::time_point;
 
   // What one round of asking does not tell may be a transaction that is still
-  // open, or a record that is still to come.
-  static constexpr std::chrono::seconds kPatience{1};
+  // being made, or a record that is still to come: as long as records come one
+  // after the other, and not for ever.
+  static constexpr std::chrono::seconds kPatience{3};
+  static constexpr std::chrono::seconds kLongestPatience{60};
 
   // Adds a record behind those that there are.
   void add(LogRecord record, Time now);
@@ -40,7 +42,7 @@ class PendingRecords {
   // The entries to ask for.
   [[nodiscard]] std::set<std::string> entries() const;
 
-  // Decides what can be decided. `now` is not before the asking.
+  // Decides what can be decided. `now` is not behind the asking.
   void judge(const PresentEntries& present, Time now);
 
   struct Decided {

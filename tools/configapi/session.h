@@ -22,6 +22,7 @@ namespace configapi::tool {
 struct Entry {
   std::string dn;
   std::vector<std::pair<std::string, std::string>> values;
+  std::string csn{};  // the number of its last change, where it is told
 };
 
 class Session {

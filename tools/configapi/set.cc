@@ -95,7 +95,8 @@ std::vector<Difference> from_now(const std::vector<Wanted>& all,
   return differences;
 }
 
-// Without --was the last writer wins, but knows what was overwritten.
+// Without --was the last writer wins, but knows what was overwritten. A change
+// of another key of the section is a conflict too, and asked about again.
 void run(const SetOptions& options, Tool* tool) {
   constexpr int kMostTries = 10;
   if (options.was && options.words.size() != 1) {
@@ -116,8 +117,8 @@ void run(const SetOptions& options, Tool* tool) {
       editor.read_back(differences, true);
       return;
     } catch (const Failure& failure) {
-      if (failure.code() != ExitCode::kConflict || options.was ||
-          !editor.untouched() || tries == kMostTries) {
+      if (failure.code() != ExitCode::kConflict || !editor.untouched() ||
+          tries == kMostTries) {
         throw;
       }
     }

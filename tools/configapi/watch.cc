@@ -47,6 +47,12 @@ bool output_is_closed() {
   return poll(&out, 1, 0) > 0 && (out.revents & POLLERR) != 0;
 }
 
+// A directory may hold other things besides.
+bool is_of_section(const LogRecord& record) {
+  return record.kind == LogRecord::Kind::kRename ||
+         !settings_of(section_of(record.dn)).empty();
+}
+
 void pause_before_next_try() {
   const timespec half{0, 500'000'000};
   nanosleep(&half, nullptr);  // a signal cuts it short
@@ -80,15 +86,17 @@ class Watch {
     for (auto& record : records) {
       if (!received_.has(record.csn)) {
         received_.advance(record.csn);
-        pending_.add(std::move(record), now);
+        if (is_of_section(record)) {
+          pending_.add(std::move(record), now);
+        }
       }
     }
     if (!goes_on) {
       log_->follow(received_);
     }
     if (!pending_.empty()) {
-      const auto present = log_->present(pending_.entries());
-      pending_.judge(present, std::chrono::steady_clock::now());
+      const auto asked = std::chrono::steady_clock::now();
+      pending_.judge(log_->present(pending_.entries()), asked);
       show_decided();
     }
   } catch (const LogGap&) {
