@@ -60,15 +60,22 @@ Entry copied_entry(LDAP* ld, LDAPMessage* message) {
         ldap_get_values_len(ld, message, name.get()));
     const int count = ldap_count_values_len(values.get());
     for (int i = 0; i < count; ++i) {
-      if (std::string_view(name.get()) == kChangeNumber) {
-        entry.csn = copied(*values.get()[i]);
-      } else {
-        entry.values.emplace_back(name.get(), copied(*values.get()[i]));
-      }
+      entry.values.emplace_back(name.get(), copied(*values.get()[i]));
     }
     name.reset(ldap_next_attribute(ld, message, element));
   }
   return entry;
+}
+
+// It is no setting.
+void take_change_number(Entry* entry) {
+  const auto number = std::find_if(
+      entry->values.begin(), entry->values.end(),
+      [](const auto& value) { return value.first == kChangeNumber; });
+  if (number != entry->values.end()) {
+    entry->csn = std::move(number->second);
+    entry->values.erase(number);
+  }
 }
 
 }  // namespace
@@ -142,7 +149,11 @@ std::map<std::string, std::string> Link::own_names() const {
 std::vector<Entry> Link::sections(const char* attribute) const {
   const auto found =
       search(nullptr, LDAP_SCOPE_SUBTREE, "(objectclass=qxconfig)", attribute);
-  return copied_entries(ld(), found.get());
+  auto entries = copied_entries(ld(), found.get());
+  for (Entry& entry : entries) {
+    take_change_number(&entry);
+  }
+  return entries;
 }
 
 std::vector<std::string> Link::root_values(const std::string& attribute) const {
