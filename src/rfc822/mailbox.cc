@@ -67,9 +67,10 @@ extern "C" int ParseBody(FILE* stream, long* endPos, unsigned int* lines) {
       return -1;
     }
     if (first != 'F') {
-      if (first != '\n') {
-        fgets_unlocked(piece.data(), size - 1, stream);
-      }
+      // A read that fails shows at the next byte.
+      [[maybe_unused]] const char* const rest =
+          first != '\n' ? fgets_unlocked(piece.data(), size - 1, stream)
+                        : nullptr;
       continue;
     }
     // Asking a stream where it stands costs more than reading a line: only
