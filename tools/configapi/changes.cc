@@ -206,7 +206,7 @@ bool may_be_conflict(int code) {
 
 Failure failure_of(const Link& link, const ChangedEntry& entry, int code) {
   const std::string section = section_of(entry);
-  const Failure refused = link.failure("the change of " + section, code);
+  Failure refused = link.failure("the change of " + section, code);
   if (!may_be_conflict(code)) {
     return refused;
   }
@@ -327,7 +327,7 @@ class BareEntries {
   void keep() { added_.clear(); }
 
  private:
-  int remove(const std::string& dn) const try {
+  [[nodiscard]] int remove(const std::string& dn) const try {
     const auto bare = assertion(link_, "(!(|(qxSetting=*)(ConfigSerial=*)))");
     std::array<LDAPControl*, 2> controls = {bare.get(), nullptr};
     return ldap_delete_ext_s(link_.ld(), dn.c_str(), controls.data(), nullptr);
@@ -442,7 +442,7 @@ std::vector<std::string> Changes::new_types() const {
   for (const ChangedEntry& entry : entries_) {
     for (const Difference& difference : entry.differences) {
       const std::string key = difference.setting.key->key;
-      if (!difference.after.empty() && known_types_.count(in_lower(key)) == 0) {
+      if (!difference.after.empty() && !known_types_.contains(in_lower(key))) {
         types.insert(key);
       }
     }

@@ -39,6 +39,7 @@ Wanted wanted_by(const std::string& word) {
 
 std::vector<Wanted> wanted_by(const std::vector<std::string>& words) {
   std::vector<Wanted> all;
+  all.reserve(words.size());
   for (const auto& word : words) {
     all.push_back(wanted_by(word));
   }
@@ -88,6 +89,7 @@ void require_was(const std::string& was, const Difference& difference) {
 std::vector<Difference> from_now(const std::vector<Wanted>& all,
                                  const Holdings& now) {
   std::vector<Difference> differences;
+  differences.reserve(all.size());
   for (const Wanted& wanted : all) {
     differences.push_back(
         {wanted.setting, values_now(now, wanted.setting), wanted.values});

@@ -62,6 +62,7 @@ void run(const UnsetOptions& options, Tool* tool) {
   }
   require_distinct(wanted);
   std::vector<Difference> differences;
+  differences.reserve(wanted.size());
   for (const Wanted& one : wanted) {
     differences.push_back({one.setting, values_now(now, one.setting)});
   }
