@@ -7,19 +7,24 @@
 // level 1 for errors and 6 for searches that found nothing.
 //
 // Every wait has a limit, also when a server stops in the middle of a message:
-// NETWORK_TIMEOUT of ldap.conf (3 seconds where it is not set) for connecting,
-// TIMEOUT (30 seconds) for an answer. A server that hangs up raises no SIGPIPE
-// in the host, and a signal that the host handles does not end a wait.
-// Referrals are not followed.
+// NETWORK_TIMEOUT of ldap.conf (3 seconds where it is not set) for connecting
+// to a host, TLS included, and for sending, TIMEOUT (30 seconds) for an answer.
+// Resolving a host's name has the system's limits. A server that hangs up
+// raises no SIGPIPE in the host, and a signal that the host handles does not
+// end a wait. Referrals are not followed.
 //
 // A connection that is lost is replaced: by a new one to the hosts that it was
 // made to, bound as bindDN and bindPassword when it was bound so, which is
 // logged at level 6 ("reconnected to URI"). A search or compare that finds its
 // connection lost is then sent again, once. Other requests may change something
 // and are never sent twice; but a connection that the server has closed before
-// is replaced first. Where no host can be had the operation fails as if the
-// connection were still the old one, and the next one tries again. A change of
-// `ld` during any operation follows from this.
+// is replaced first. So is one whose server did not answer in time, unless it
+// answers a short question before the next request. Where no host can be had
+// the operation fails as if the connection were still the old one, and the next
+// one tries again. A search's own limit holds for each step of this, too. So
+// `ld` may change in any operation: a copy of an object shares its connection,
+// and only one of the two may be used. A host that binds through `ld` itself is
+// not bound again.
 //
 // Lists end with a record that is all zero and carries no data: walk a list
 // while the current record's `next` is not null. N values make N + 1 records.
