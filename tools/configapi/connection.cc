@@ -10,36 +10,36 @@ namespace {
 // The most bytes that the library takes of a host, DN or password.
 constexpr std::size_t kLongestField = 63;
 
-void require_short(const char* what, const std::string& text) {
-  if (text.size() > kLongestField) {
+void require_short(const char* what, std::size_t size) {
+  if (size > kLongestField) {
     throw Failure(ExitCode::kUsage, std::string(what) + " has more than " +
                                         std::to_string(kLongestField) +
                                         " bytes");
   }
 }
 
-std::string read_once(const std::string& file) {
+Secret read_once(const std::string& file) {
   if (file != "-") {
     return read_password(file);
   }
-  static const std::string typed = read_password(file);
+  static const Secret typed = read_password(file);
   return typed;
 }
 
 }  // namespace
 
-std::string bind_password(const Connection& connection) {
+Secret bind_password(const Connection& connection) {
   if (connection.bind_dn.empty() != connection.password_file.empty()) {
     throw Failure(ExitCode::kUsage,
                   "a bind DN (-D) and a password file (-y) go together");
   }
-  std::string password;
+  Secret password;
   if (!connection.bind_dn.empty()) {
     password = read_once(connection.password_file);
   }
-  require_short("the host (-H)", connection.host);
-  require_short("the bind DN (-D)", connection.bind_dn);
-  require_short("the password (-y)", password);
+  require_short("the host (-H)", connection.host.size());
+  require_short("the bind DN (-D)", connection.bind_dn.size());
+  require_short("the password (-y)", password.size());
   return password;
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "failure.h"
+#include "secret.h"
 
 namespace configapi::tool {
 
@@ -23,7 +24,7 @@ struct Connection {
 // asked once, however many sessions a command has. Throws a Failure: kUsage for
 // a DN without a password file or the other way round, and for texts longer
 // than the library takes; kFile for a password that cannot be read.
-std::string bind_password(const Connection& connection);
+Secret bind_password(const Connection& connection);
 
 // "directory HOST port PORT"
 std::string directory_name(const Connection& connection);

@@ -93,10 +93,10 @@ std::vector<Entry> copied_entries(LDAP* ld, LDAPMessage* result) {
 Link::Link(const Connection& connection, const Output& output)
     : connection_(connection) {
   // Asking may take the user a while, so it comes before the connection.
-  std::string password = bind_password(connection_);
+  Secret password = bind_password(connection_);
   connect(output);
   if (!connection_.bind_dn.empty()) {
-    bind(std::move(password));
+    bind(&password);
   }
 }
 
@@ -116,8 +116,8 @@ void Link::connect(const Output& output) {
   }
 }
 
-void Link::bind(std::string password) const {
-  berval secret{password.size(), password.data()};
+void Link::bind(Secret* password) const {
+  berval secret{password->size(), password->data()};
   const int code =
       ldap_sasl_bind_s(ld(), connection_.bind_dn.c_str(), LDAP_SASL_SIMPLE,
                        &secret, nullptr, nullptr, nullptr);

@@ -78,7 +78,7 @@ class Link {
 
  private:
   void connect(const Output& output);
-  void bind(std::string password) const;
+  void bind(Secret* password) const;
   [[nodiscard]] std::vector<Entry> sections(const char* attribute) const;
   [[nodiscard]] LinkOwner<LDAPMessage> search(const char* base, int scope,
                                               const char* filter,

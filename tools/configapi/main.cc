@@ -17,6 +17,7 @@
 #include "complete.h"
 #include "host.h"
 #include "nearest.h"
+#include "secret.h"
 
 namespace configapi::tool {
 namespace {
@@ -186,5 +187,6 @@ void Tool::fail(ExitCode code) {
 
 int main(int argc, char** argv) {
   configapi::tool::fill_standard_descriptors();
+  configapi::tool::wipe_what_ldap_frees();
   return static_cast<int>(configapi::tool::run(argc, argv));
 }

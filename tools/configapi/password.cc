@@ -5,12 +5,15 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <cstring>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "failure.h"
 #include "file_descriptor.h"
@@ -21,27 +24,35 @@ namespace {
 // Longer than any password that a bind carries; a wrong file ends early.
 constexpr std::size_t kMaxPasswordFile = 4096;
 
+// On the heap, which is wiped (secret.h).
+using Bytes = std::vector<char>;
+
+void drop_line_feed(Bytes* bytes) {
+  if (!bytes->empty() && bytes->back() == '\n') {
+    bytes->pop_back();
+  }
+}
+
 Failure cannot_read(const std::string& name) {
   return {ExitCode::kFile,
           "cannot read the password from " + name + ": " + strerror(errno)};
 }
 
-std::string read_all(int fd, const std::string& name) {
-  std::string bytes;
-  std::array<char, 512> block{};
-  for (;;) {
-    const ssize_t got = ::read(fd, block.data(), block.size());
+Bytes read_all(int fd, const std::string& name) {
+  Bytes bytes(kMaxPasswordFile + 1);
+  std::size_t size = 0;
+  while (size < bytes.size()) {
+    const ssize_t got = ::read(fd, &bytes[size], bytes.size() - size);
     if (got < 0) {
       throw cannot_read(name);
     }
     if (got == 0) {
+      bytes.resize(size);
       return bytes;
     }
-    bytes.append(block.data(), static_cast<std::size_t>(got));
-    if (bytes.size() > kMaxPasswordFile) {
-      throw Failure(ExitCode::kFile, name + " is no password file: too long");
-    }
+    size += static_cast<std::size_t>(got);
   }
+  throw Failure(ExitCode::kFile, name + " is no password file: too long");
 }
 
 volatile std::sig_atomic_t interrupted_by;
@@ -119,24 +130,25 @@ class EchoOff {
   bool known_;
 };
 
-std::string ask(int terminal, std::string_view prompt) {
+Bytes ask(int terminal, std::string_view prompt) {
   const HeldSignals signals;
   const EchoOff silence(terminal);
-  std::array<char, kMaxPasswordFile> line{};
+  Bytes line(kMaxPasswordFile);
   const bool ready = ::write(terminal, prompt.data(), prompt.size()) > 0 &&
                      signals.wait_readable(terminal);
   const ssize_t got = ready ? ::read(terminal, line.data(), line.size()) : -1;
   if (got < 0) {
     throw cannot_read("the terminal");
   }
-  return {line.data(), static_cast<std::size_t>(got)};
+  line.resize(static_cast<std::size_t>(got));
+  return line;
 }
 
 FileDescriptor open_terminal() {
   return FileDescriptor(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY));
 }
 
-std::string read_raw(const std::string& file) {
+Bytes read_raw(const std::string& file) {
   const bool from_terminal = file == "-";
   const FileDescriptor fd =
       from_terminal
@@ -152,6 +164,7 @@ std::string read_raw(const std::string& file) {
 // One byte at a time: what lies behind the line is for the next to read.
 std::string read_line(int fd, const std::string& name) {
   std::string line;
+  line.reserve(kMaxPasswordFile + 1);  // so that it lies on the heap
   for (char byte = 0; line.size() <= kMaxPasswordFile;) {
     const ssize_t got = ::read(fd, &byte, 1);
     if (got < 0 && errno != EINTR) {
@@ -171,16 +184,15 @@ std::string read_line(int fd, const std::string& name) {
 
 }  // namespace
 
-std::string read_password(const std::string& file) {
-  std::string password = read_raw(file);
-  if (password.ends_with('\n')) {
-    password.pop_back();
-  }
-  if (password.empty() || password.find('\0') != std::string::npos) {
+Secret read_password(const std::string& file) {
+  Bytes password = read_raw(file);
+  drop_line_feed(&password);
+  if (password.empty() ||
+      std::find(password.begin(), password.end(), '\0') != password.end()) {
     throw Failure(ExitCode::kFile,
                   "a password is neither empty nor does it hold a NUL byte");
   }
-  return password;
+  return Secret(std::move(password));
 }
 
 std::string read_secret(const std::string& name) {
@@ -191,11 +203,11 @@ std::string read_secret(const std::string& name) {
   if (!terminal) {
     throw cannot_read("the terminal");
   }
-  std::string value = ask(terminal.get(), name + ": ");
-  if (value.ends_with('\n')) {
-    value.pop_back();
-  }
-  return value;
+  Bytes typed = ask(terminal.get(), name + ": ");
+  drop_line_feed(&typed);
+  std::string value;
+  value.reserve(kMaxPasswordFile);
+  return value.assign(typed.begin(), typed.end());
 }
 
 }  // namespace configapi::tool

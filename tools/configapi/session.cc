@@ -1,6 +1,7 @@
 #include "session.h"
 
 #include <array>
+#include <cstring>
 #include <string_view>
 
 #include "deadline.h"
@@ -43,7 +44,7 @@ constexpr std::string_view kSearchFailed = "ldap_search failed";
 Session::Session(const Connection& connection, const Output& output)
     : connection_(connection), output_(output) {
   // Asking may take the user a while, so it comes before the connection.
-  std::string password = bind_password(connection_);
+  Secret password = bind_password(connection_);
   connect();
   if (!connection_.bind_dn.empty()) {
     bind(&password);
@@ -52,6 +53,7 @@ Session::Session(const Connection& connection, const Output& output)
 
 Session::~Session() {
   config_.ldapClientUnbind();
+  explicit_bzero(config_.bindPassword, sizeof config_.bindPassword);
 }
 
 void Session::connect() {
@@ -63,7 +65,7 @@ void Session::connect() {
 }
 
 // A bind that fails closes the connection too.
-void Session::bind(std::string* password) {
+void Session::bind(Secret* password) {
   const Deadline deadline(connection_.seconds, no_answer(connection_), output_);
   std::string dn = connection_.bind_dn;
   if (config_.ldapClientBind(dn.data(), password->data()) != 0) {

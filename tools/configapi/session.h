@@ -54,7 +54,7 @@ class Session {
 
   SearchResult search(char* base, int scope, std::string filter);
   void connect();
-  void bind(std::string* password);
+  void bind(Secret* password);
   bool answers();
   void require_found_nothing();
 
