@@ -131,9 +131,13 @@ TEST_F(WriteTest, SetsAndUnsets) {
       {"set tuning/dnstimeout=7", 0, "Tuning/DNStimeout: 5 -> 7\n"},
       {"get Tuning/DNStimeout", 0, "7\n"},
       {"set Tuning/DNStimeout=7", 0, "Tuning/DNStimeout: 7 (as it was)\n"},
-      {"set Tuning/DNStimeout=soon Ldap/Prot=1", 3, "",
+      {"set Ldap/Prot=1 Tuning/DNStimeout=soon Ldap/Password hunter2", 3, "",
        "configapi: no setting 'Ldap/Prot' in the schema; did you mean "
-       "Ldap/Port?\n"},
+       "Ldap/Port?\n" +
+           timeout +
+           "'soon' is not a whole number in digits alone, or empty\n"
+           "configapi: a word is neither ADDRESS=VALUE nor a password's "
+           "ADDRESS\n"},
       {"set Tuning/DNStimeout=soon Ldap/Port= Ldap/HostName=3", 1, "",
        timeout + "'soon' is not a whole number in digits alone, or empty\n"
                  "configapi: Ldap/Port: a directory holds no empty value: "

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "address.h"
@@ -27,6 +28,11 @@ struct SetOptions : EditOptions {
 // there, ADDRESS is a secret's, and has none yet.
 Wanted wanted_by(const std::string& word) {
   const std::size_t equals = word.find('=');
+  // It may be a secret that was meant to belong to the word before it.
+  if (equals == std::string::npos && Selection(word).settings().empty()) {
+    throw Failure(ExitCode::kUsage,
+                  "a word is neither ADDRESS=VALUE nor a password's ADDRESS");
+  }
   Wanted wanted{require_one(word.substr(0, equals))};
   if (equals != std::string::npos) {
     wanted.values.push_back(word.substr(equals + 1));
@@ -37,36 +43,44 @@ Wanted wanted_by(const std::string& word) {
   return wanted;
 }
 
-std::vector<Wanted> wanted_by(const std::vector<std::string>& words) {
+// Puts the value into the form that is stored.
+void judge_one(Wanted* wanted) {
+  const Verdict verdict = judge(wanted->setting, wanted->values.front());
+  if (!verdict.ok()) {
+    throw Failure(verdict.code(),
+                  address_of(wanted->setting) + ": " + verdict.why);
+  }
+  wanted->values.front() = verdict.stored;
+}
+
+// Nothing when a word is wrong; each that is has been reported then. Nobody is
+// asked for a secret in vain.
+std::vector<Wanted> wanted_by(const std::vector<std::string>& words,
+                              Tool* tool) {
   std::vector<Wanted> all;
   all.reserve(words.size());
   for (const auto& word : words) {
-    all.push_back(wanted_by(word));
+    try {
+      Wanted wanted = wanted_by(word);
+      if (!wanted.values.empty()) {
+        judge_one(&wanted);
+      }
+      all.push_back(std::move(wanted));
+    } catch (const Failure& failure) {
+      tool->report(failure);
+    }
+  }
+  if (all.size() < words.size()) {
+    return {};
   }
   require_distinct(all);
   for (Wanted& wanted : all) {
     if (wanted.values.empty()) {
       wanted.values.push_back(read_secret(address_of(wanted.setting)));
+      judge_one(&wanted);
     }
   }
   return all;
-}
-
-// Puts the values into the form that is stored. False when one is not allowed;
-// each has been reported then.
-bool judge_all(std::vector<Wanted>* all, Tool* tool) {
-  bool ok = true;
-  for (Wanted& wanted : *all) {
-    const Verdict verdict = judge(wanted.setting, wanted.values.front());
-    if (verdict.ok()) {
-      wanted.values.front() = verdict.stored;
-    } else {
-      ok = false;
-      tool->report(Failure(verdict.code(),
-                           address_of(wanted.setting) + ": " + verdict.why));
-    }
-  }
-  return ok;
 }
 
 // The empty text stands for a setting that is not set.
@@ -104,8 +118,8 @@ void run(const SetOptions& options, Tool* tool) {
   if (options.was && options.words.size() != 1) {
     throw Failure(ExitCode::kUsage, "--was goes with one ADDRESS=VALUE");
   }
-  auto wanted = wanted_by(options.words);
-  if (!judge_all(&wanted, tool)) {
+  const auto wanted = wanted_by(options.words, tool);
+  if (wanted.empty()) {
     return;
   }
   Editor editor(options, tool);
