@@ -54,24 +54,29 @@ Holdings holdings_of(const Connection& connection, const Output& output) {
   return Holdings(Link(connection, output).entries());
 }
 
-void run(const DiffOptions& options, Tool* tool) {
-  std::vector<Wanted> wanted;
-  if (!options.other) {
-    const SettingsFile file(options.file);
-    if (!file.faults().empty()) {
-      for (const FileFault& fault : file.faults()) {
-        tool->report(file.failure(fault));
-      }
-      return;
-    }
-    wanted = file.wanted();
-  } else {
-    wanted = wanted_of(
-        holdings_of(with_host(tool->connection, *options.other), tool->output));
+std::vector<Difference> to_other(const std::string& other, const Tool& tool) {
+  const auto wanted =
+      wanted_of(holdings_of(with_host(tool.connection, other), tool.output));
+  return differences(holdings_of(tool.connection, tool.output), wanted,
+                     Unnamed::kGo);
+}
+
+// None where the file is wrong; its faults have been reported then. A value
+// that is not allowed is a difference like any other.
+std::vector<Difference> to_file(const DiffOptions& options, Tool* tool) {
+  SettingsFile file(options.file);
+  if (!report_faults(file, {}, tool)) {
+    return {};
   }
-  const bool all = options.replace || options.other.has_value();
-  const auto list = differences(holdings_of(tool->connection, tool->output),
-                                wanted, all ? Unnamed::kGo : Unnamed::kStay);
+  const Holdings now = holdings_of(tool->connection, tool->output);
+  file.judge(now);
+  return differences(now, file.wanted(),
+                     options.replace ? Unnamed::kGo : Unnamed::kStay);
+}
+
+void run(const DiffOptions& options, Tool* tool) {
+  const auto list =
+      options.other ? to_other(*options.other, *tool) : to_file(options, tool);
   for (const Difference& difference : list) {
     print(difference, options.secrets, tool->output);
   }

@@ -1,7 +1,6 @@
 // configapi import [FILE] [--replace] [-n] [--secrets]
 
 #include <CLI/App.hpp>
-#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -9,7 +8,6 @@
 #include "commands.h"
 #include "edit.h"
 #include "settings_file.h"
-#include "verdict.h"
 
 namespace configapi::tool {
 namespace {
@@ -18,41 +16,6 @@ struct ImportOptions : EditOptions {
   std::string file = "-";
   bool replace = false;
 };
-
-// Puts what is wanted into the form that is stored. Every line that is wrong
-// goes to `faults`. A directory may hold values that are not allowed, and an
-// export has them: what would stay as it is need not be right.
-void judge_all(std::vector<Wanted>* all, const Holdings& now,
-               std::vector<FileFault>* faults) {
-  for (Wanted& wanted : *all) {
-    if (values_now(now, wanted.setting) == wanted.values) {
-      continue;
-    }
-    for (std::string& value : wanted.values) {
-      const Verdict verdict = judge(wanted.setting, value);
-      if (verdict.ok()) {
-        value = verdict.stored;
-      } else {
-        faults->push_back({wanted.line,
-                           address_of(wanted.setting) + ": " + verdict.why,
-                           {},
-                           verdict.code()});
-      }
-    }
-  }
-}
-
-// False when there are faults; each has been reported then.
-bool is_right(const SettingsFile& file, std::vector<FileFault> faults,
-              Tool* tool) {
-  std::stable_sort(
-      faults.begin(), faults.end(),
-      [](const FileFault& a, const FileFault& b) { return a.line < b.line; });
-  for (const FileFault& fault : faults) {
-    tool->report(file.failure(fault));
-  }
-  return faults.empty();
-}
 
 void warn_of_lost_secrets(const std::vector<Wanted>& wanted,
                           const Holdings& now, const Output& output) {
@@ -65,29 +28,25 @@ void warn_of_lost_secrets(const std::vector<Wanted>& wanted,
 }
 
 void run(const ImportOptions& options, Tool* tool) {
-  const SettingsFile file(options.file);
-  std::vector<Wanted> wanted = file.wanted();
-  std::vector<FileFault> faults = file.faults();
-  if (!faults.empty()) {
-    judge_all(&wanted, Holdings({}), &faults);
-    is_right(file, faults, tool);
+  SettingsFile file(options.file);
+  if (!file.faults().empty()) {
+    report_faults(file, file.judge(Holdings({})), tool);
     return;
   }
   // More likely an export that failed than a wish.
-  if (options.replace && wanted.empty()) {
+  if (options.replace && file.wanted().empty()) {
     throw Failure(
         ExitCode::kNo,
         file.name() + " holds no setting: --replace would leave none");
   }
   Editor editor(options, tool);
   const Holdings now = editor.read();
-  judge_all(&wanted, now, &faults);
-  if (!is_right(file, faults, tool)) {
+  if (!report_faults(file, file.judge(now), tool)) {
     return;
   }
-  warn_of_lost_secrets(wanted, now, tool->output);
-  const auto list =
-      differences(now, wanted, options.replace ? Unnamed::kGo : Unnamed::kStay);
+  warn_of_lost_secrets(file.wanted(), now, tool->output);
+  const auto list = differences(
+      now, file.wanted(), options.replace ? Unnamed::kGo : Unnamed::kStay);
   for (const Difference& difference : list) {
     print(difference, options.secrets, tool->output);
   }
