@@ -251,6 +251,9 @@ class Transaction {
   Transaction(Transaction&&) = delete;
   Transaction& operator=(Transaction&&) = delete;
 
+  // Leaves the end to the server, which comes with the connection's.
+  void leave() { id_.reset(); }
+
   // What makes a request a part of it.
   [[nodiscard]] LDAPControl* part() const { return control_.get(); }
 
@@ -505,6 +508,9 @@ void Changes::commit(const Link& link) {
                            transaction.part(), &id);
     if (code == LDAP_SUCCESS) {
       code = answer_to(link, id);
+    }
+    if (code < LDAP_SUCCESS) {
+      transaction.leave();  // it may not have come to the request yet
     }
     if (code != LDAP_SUCCESS) {
       throw failure_of(link, entry, code);
