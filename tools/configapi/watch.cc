@@ -105,7 +105,8 @@ class Watch {
 
   // The connection is lost: tries again until it is there, or the end.
   void connect_again(const Failure& why) {
-    tool_->output.warning(std::string(why.what()) + "; connecting again");
+    std::string told = why.what();
+    tool_->output.warning(told + "; connecting again");
     while (!is_done()) {
       pause_before_next_try();
       try {
@@ -118,6 +119,11 @@ class Watch {
       } catch (const Failure& failure) {
         if (failure.code() != ExitCode::kUnreachable) {
           throw;
+        }
+        // A bind that is refused now may be so for ever.
+        if (told != failure.what()) {
+          told = failure.what();
+          tool_->output.warning(told + "; trying again");
         }
       }
     }
