@@ -20,6 +20,9 @@
 
 namespace {
 
+using test::ber;
+using test::ldap_message;
+using test::ldap_result;
 using test::StubServer;
 using test::Text;
 using Ending = test::StubServer::Ending;
@@ -49,15 +52,6 @@ class Limit {
 
 std::string here(const StubServer& server) {
   return "127.0.0.1:" + std::to_string(server.port());
-}
-
-// A whole message with a result (RFC 4511 section 4.1.9).
-std::string result(int id, char tag, int code, const std::string& rest = {}) {
-  const std::string body = std::string("\x0a\x01") + static_cast<char>(code) +
-                           std::string("\x04\0\x04\0", 4) + rest;
-  const std::string message = std::string("\x02\x01") + static_cast<char>(id) +
-                              tag + static_cast<char>(body.size()) + body;
-  return "\x30" + (static_cast<char>(message.size()) + message);
 }
 
 constexpr char kSearchDone = 0x65;
@@ -149,8 +143,8 @@ TEST_F(Reconnect, AWriteIsNeverSentTwice) {
 
 TEST_F(Reconnect, EveryWaitHasALimit) {
   const Limit answer(LDAP_OPT_TIMEOUT, milliseconds(200));
-  const auto half = [](int id) {
-    return result(id, kSearchDone, 0).substr(0, 9);
+  const auto half = [](int id, char /*asked*/) {
+    return ldap_message(id, kSearchDone, ldap_result(0)).substr(0, 9);
   };
   timeval own{0, 100000};
   for (const int answers : {1, 2}) {
@@ -207,7 +201,7 @@ TEST_F(Reconnect, SendingHasALimit) {
   const Limit network(LDAP_OPT_NETWORK_TIMEOUT, milliseconds(200));
   const Limit answer(LDAP_OPT_TIMEOUT, milliseconds(100));
   std::atomic<bool> over = false;
-  const StubServer stalled(1, [&over](int /*id*/) {
+  const StubServer stalled(1, [&over](int /*id*/, char /*asked*/) {
     over.wait(false);
     return std::string();
   });
@@ -236,11 +230,10 @@ TEST_F(Reconnect, LeavesAServerThatDoesNotAnswerAnyMore) {
 TEST_F(Reconnect, AReferralIsNotFollowed) {
   const StubServer elsewhere(9, Ending::kSilence);
   const std::string uri = "ldap://" + here(elsewhere) + "/";
-  const std::string list =
-      "\xa3" + (static_cast<char>(uri.size() + 2) +
-                ("\x04" + (static_cast<char>(uri.size()) + uri)));
-  const StubServer server(
-      1, [&](int id) { return result(id, kSearchDone, 10, list); });
+  const StubServer server(1, [&](int id, char /*asked*/) {
+    return ldap_message(id, kSearchDone,
+                        ldap_result(10) + ber('\xa3', ber('\x04', uri)));
+  });
   ASSERT_EQ(connect_and_bind(here(server)), 0);
   EXPECT_EQ(search(), 1);
   EXPECT_EQ(elsewhere.connections(), 0);

@@ -53,6 +53,20 @@ void send_all(int connection, std::string_view bytes) {
 
 }  // namespace
 
+std::string ber(char tag, const std::string& contents) {
+  return tag + (static_cast<char>(contents.size()) + contents);
+}
+
+std::string ldap_message(int id, char tag, const std::string& contents) {
+  const std::string number(1, static_cast<char>(id));
+  return ber('\x30', ber('\x02', number) + ber(tag, contents));
+}
+
+std::string ldap_result(int code) {
+  return ber('\x0a', std::string(1, static_cast<char>(code))) +
+         ber('\x04', "") + ber('\x04', "");
+}
+
 StubServer::StubServer(int answers, Ending ending,
                        std::chrono::milliseconds delay, int port)
     : answers_(answers),
@@ -133,7 +147,7 @@ void StubServer::serve(int connection) {
   while (ending_ == Ending::kSilence && !over_ &&
          !(request = receive(connection)).empty()) {
     if (later_ != nullptr) {
-      send_all(connection, later_(request.at(4)));
+      send_all(connection, later_(request.at(4), operation(request)));
     }
   }
   if (ending_ == Ending::kReset) {

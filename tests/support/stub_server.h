@@ -11,6 +11,14 @@
 
 namespace test {
 
+// A BER element of less than 128 bytes, and a message of LDAP (RFC 4511 section
+// 4.1.1): what a server's own answers are made of.
+std::string ber(char tag, const std::string& contents);
+std::string ldap_message(int id, char tag, const std::string& contents);
+
+// The contents of a result (RFC 4511 section 4.1.9).
+std::string ldap_result(int code);
+
 class StubServer {
  public:
   // What becomes of a connection after its answers.
@@ -21,8 +29,9 @@ class StubServer {
     kGarbage,  // the next request is answered with what is no LDAP, and closed
   };
 
-  // What is said to a request with this message id.
-  using Answer = std::function<std::string(int id)>;
+  // What is said to a request with this message id and tag (RFC 4511 appendix
+  // B).
+  using Answer = std::function<std::string(int id, char asked)>;
 
   // Tells each connection "success" for its first `answers` requests, each
   // after the delay.
