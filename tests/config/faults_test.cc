@@ -1,9 +1,8 @@
-// Settings when the heap is exhausted.
+// A key of a type that is not to be written.
 
 #include <configapi/config.h>
 #include <gtest/gtest.h>
 
-#include "support/alloc_fault.h"
 #include "support/client_text.h"
 #include "support/log_capture.h"
 
@@ -24,7 +23,6 @@ extern "C" int __wrap_valid8_type(unsigned long type, char* value) {
 
 namespace {
 
-using test::AllocFault;
 using test::Text;
 
 TEST(ConfigFaults, ATypeThatIsNotWrittenGivesSix) {
@@ -38,51 +36,6 @@ TEST(ConfigFaults, ATypeThatIsNotWrittenGivesSix) {
   char value[8];
   unsigned long type = 0;
   EXPECT_EQ(LookupCache("S", "key", value, sizeof value, &type), 0);
-  ClearCache();
-}
-
-// The record and its six texts; without the last, the address as written, there
-// is a recipient all the same.
-TEST(ConfigFaults, AnAddressWithoutMemoryIsNotValid) {
-  for (int n = 1; n <= 8; ++n) {
-    const Text address("Joe <a@b>");
-    const AllocFault fault(n);
-    EXPECT_EQ(valid8_type(TYPE_RFC822_ADDRESS, address), n < 7 ? -1 : 0) << n;
-    EXPECT_EQ(AllocFault::happened(), n < 8) << n;
-  }
-}
-
-TEST(ConfigFaults, AReadWithoutMemoryForItsBufferGivesFive) {
-  cConfig config;
-  char value[8] = "kept";
-  unsigned long type = 99;
-  const AllocFault fault(1);
-  EXPECT_EQ(config.CONFIGReadData("Gateway", "LogDirectory", nullptr, value,
-                                  sizeof value, &type),
-            5);
-  EXPECT_STREQ(value, "kept");
-  EXPECT_EQ(type, 99U);
-}
-
-int add(int failing, const char* value) {
-  const AllocFault fault(failing);
-  return AddCache("S", "key", value, 2);
-}
-
-// An entry that cannot be had whole is not added. One whose new value cannot be
-// had goes, so that the old value is not given out as the present one.
-TEST(ConfigFaults, TheCacheStaysWholeWhicheverAllocationFails) {
-  char value[16];
-  unsigned long type = 0;
-  for (int n = 1; n <= 5; ++n) {  // the entry and its three texts
-    ClearCache();
-    EXPECT_EQ(add(n, "value"), 0);
-    EXPECT_EQ(AllocFault::happened(), n < 5);
-    EXPECT_EQ(LookupCache("S", "key", value, sizeof value, &type), n < 5);
-  }
-  EXPECT_EQ(add(1, "other"), 0);
-  EXPECT_TRUE(AllocFault::happened());
-  EXPECT_EQ(LookupCache("S", "key", value, sizeof value, &type), 1);
   ClearCache();
 }
 

@@ -1,11 +1,10 @@
 // What no server does on demand: answers that are made up on the way to a real
-// one, and memory that is out. And what needs no server at all.
+// one. And what needs no server at all.
 
 #include <configapi/internals.h>
 #include <ldap.h>
 
 #include <cerrno>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,7 +12,6 @@
 #include "base/heap_text.h"
 #include "ldap/escape.h"
 #include "ldap/intercept.h"
-#include "support/alloc_fault.h"
 #include "support/client_test.h"
 
 namespace {
@@ -21,7 +19,6 @@ namespace {
 using namespace std::string_view_literals;
 
 using configapi::HeapText;
-using test::AllocFault;
 using test::Lines;
 using test::Text;
 
@@ -40,11 +37,6 @@ class Faults : public test::ClientTest {
   std::string reconnected() const {
     return "6 reconnected to ldap://" + directory().host() + ":" +
            std::to_string(directory().port()) + "; ";
-  }
-  Lines everything() {
-    Lines all = find("", 2, "(objectclass=*)", "*");
-    log.take();
-    return all;
   }
 };
 
@@ -163,71 +155,6 @@ TEST_F(Faults, ARefusedStepEndsARenameUnlessTheServerKeepsNamingValues) {
   }
 }
 
-TEST_F(Faults, NothingIsSentOrFoundWhenMemoryIsOut) {
-  // Longer than what a text of the standard library holds in itself.
-  const std::string name(57, 'n');
-  const std::string present(57, 's');
-  ASSERT_EQ(add("cn=" + present, {{0, "HelpFile", "x"}}), 0);
-  const Text dn("cn=" + name);
-  const Text new_name(name + "n");
-  const Text section(present);
-  const Text key("HelpFile");
-  const Text filter("(HelpFile=x)");
-  test::AttrRecords values({{0, "objectclass", "qxconfig"},
-                            {0, "HelpFile", "one"},
-                            {0, "helpfile", "two"}});
-  test::AttrRecords change(
-      {{2, "HelpFile", "three"}, {0, "LogDirectory", "x"}});
-  const struct {
-    const char* what;
-    std::function<bool()> succeeds;
-  } rows[] = {
-      {"search",
-       [&] {
-         SearchReq* const found =
-             client.ldapClientSearch(nullptr, 2, 0, filter, &rc);
-         client.srch_free(found);
-         EXPECT_EQ(rc, found != nullptr ? 0 : 1);
-         return found != nullptr;
-       }},
-      {"read",
-       [&] {
-         return HeapText(client.ldapGetProfileString(section, key)) != nullptr;
-       }},
-      {"read with code",
-       [&] {
-         const HeapText value(client.ldapGetProfileString(section, key, &rc));
-         EXPECT_EQ(rc, value != nullptr ? 0 : 1);
-         return value != nullptr;
-       }},
-      {"add", [&] { return client.ldapClientAdd(dn, values.list()) == 0; }},
-      {"modify",
-       [&] { return client.ldapClientModify(dn, change.list()) == 0; }},
-      {"rename", [&] { return client.ldapClientModRDN(dn, new_name) == 0; }},
-      {"write",
-       [&] { return client.ldapWriteProfileString(section, key, key) == 0; }},
-  };
-  for (const auto& row : rows) {
-    const Lines before = everything();
-    for (int n = 1;; ++n) {
-      SCOPED_TRACE(row.what + std::to_string(n));
-      bool success = false;
-      {
-        const AllocFault fault(n);
-        success = row.succeeds();
-      }
-      if (!AllocFault::happened()) {
-        EXPECT_TRUE(success);
-        EXPECT_GT(n, 5);
-        break;
-      }
-      EXPECT_FALSE(success);
-      EXPECT_NE(logged(), "");
-      EXPECT_EQ(everything(), before);
-    }
-  }
-}
-
 TEST(ModificationArrays, HoldCopiesInTheLibrarysForm) {
   test::AttrRecords values({{LDAP_MOD_DELETE, "cn", "Joe"}, {2, "sn", ""}});
   for (const int op : {-1, LDAP_MOD_ADD}) {
@@ -276,8 +203,6 @@ TEST(Names, FirstRdnValueAndAttributeOfAFilter) {
   for (const auto& row : rows) {
     const Text text(row.text);
     EXPECT_STREQ(HeapText(row.function(text)).get(), row.result) << row.text;
-    const AllocFault fault(1);
-    EXPECT_EQ(row.function(text), nullptr);
   }
 }
 
@@ -290,10 +215,6 @@ TEST(Names, ListOfOneText) {
   EXPECT_EQ(list[1], nullptr);
   free_getlist(list);
   free_getlist(nullptr);
-  for (const int n : {1, 2}) {
-    const AllocFault fault(n);
-    EXPECT_EQ(get_list(text), nullptr);
-  }
 }
 
 // Forms that a server takes for others, or never sees.

@@ -7,7 +7,6 @@
 #include <thread>
 #include <vector>
 
-#include "support/alloc_fault.h"
 #include "support/client_text.h"
 
 namespace test {
@@ -153,38 +152,6 @@ TEST_F(MailDn, EveryThreadHasItsBuffer) {
   }
   EXPECT_STREQ(mine, "mail=joe@a.b,dc=a,dc=b");
   EXPECT_EQ(client.CreateDNFromMail(Text("x@y")), mine);
-}
-
-// In a thread of its own, whose buffer is not made yet. One allocation, for a
-// text of the recipient that no name has, does no harm.
-TEST_F(MailDn, NoNameWithoutMemory) {
-  const struct {
-    char* (ldapClient::*call)(char*);
-    std::string name;
-  } cases[] = {
-      {&ldapClient::GetSuffix, "dc=a,dc=b"},
-      {&ldapClient::Mail2DN, "cn=j@a.b,dc=a,dc=b"},
-      {&ldapClient::CreateDNFromMail, "mail=j@a.b,dc=a,dc=b"},
-  };
-  for (const auto& c : cases) {
-    int refusals = 0;
-    bool failed = true;
-    for (int n = 1; failed; ++n) {
-      std::thread([&] {
-        const Text address("j@a.b");
-        const AllocFault fault(n);
-        char* result = (client.*c.call)(address);
-        failed = AllocFault::happened();
-        refusals += result == nullptr ? 1 : 0;
-        EXPECT_EQ(result != nullptr ? result : c.name, c.name) << n;
-        EXPECT_TRUE(result != nullptr || failed) << n;
-        if (c.call != &ldapClient::CreateDNFromMail) {
-          client.free(result);
-        }
-      }).join();
-    }
-    EXPECT_GE(refusals, 7) << c.name;
-  }
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "lineio/files.h"
-#include "support/alloc_fault.h"
 
 namespace test {
 namespace {
@@ -43,9 +42,6 @@ TEST(FilePool, WithoutAPoolNothingOpens) {
   DelOBX_FILE(&file);
   EXPECT_EQ(file, nullptr);
   DelOBX_FILE(&file);
-  const AllocFault fault(1);
-  EXPECT_EQ(InitLineIO(), -1);
-  EXPECT_EQ(thread_file_pool, nullptr);
 }
 
 TEST_F(LineIo, AFreeNodeIsUsedAgain) {
@@ -116,31 +112,6 @@ TEST_F(LineIo, ManyFilesAreToldApart) {
   for (const int handle : handles) {
     EXPECT_EQ(fileclose(handle), 1);
     EXPECT_EQ(getfpos(handle), -1);
-  }
-}
-
-// The name, the record, its two buffers; the node of the first open.
-TEST_F(LineIo, AnOpenWithoutMemoryLeavesNothingBehind) {
-  std::string path = folder.write("file", "text\n");
-  const auto before = open_descriptors();
-  for (const bool creates : {false, true}) {
-    for (int n = 1; n <= 6; ++n) {
-      int opened = -1;
-      {
-        const AllocFault fault(n);
-        opened = creates ? filecreate(path.data(), 0, 0)
-                         : fileopen(path.data(), 0, 0);
-        EXPECT_EQ(AllocFault::happened(), n <= 5) << n;
-      }
-      EXPECT_EQ(opened == -1, n <= 5) << n;
-      EXPECT_EQ(fileclose(opened), n <= 5 ? 0 : 1);
-      EXPECT_EQ(open_descriptors(), before);
-    }
-    LogLines expected(4, "1 configapi: Unable to allocate OBX_FILE object");
-    expected.push_back(kNoNode);
-    EXPECT_EQ(log.take(), creates ? expected : LogLines{});
-    TerminateLineIO();
-    EXPECT_EQ(InitLineIO(), 0);
   }
 }
 

@@ -1,10 +1,16 @@
 #include "support/alloc_fault.h"
 
+#include <configapi/host.h>
+
 #include <cstddef>
+#include <cstdlib>
+#include <new>
+#include <utility>
 
 namespace {
 
 thread_local int allocations_left = 0;  // 0: nothing is to fail
+thread_local bool goes_on = false;
 thread_local bool fault_happened = false;
 
 bool fails_now() {
@@ -12,8 +18,23 @@ bool fails_now() {
     return false;
   }
   fault_happened = true;
+  allocations_left = goes_on ? 1 : 0;
   return true;
 }
+
+// The host's own allocations are neither counted nor failed.
+class Pause {
+ public:
+  Pause() : left_(std::exchange(allocations_left, 0)) {}
+  ~Pause() { allocations_left = left_; }
+  Pause(const Pause&) = delete;
+  Pause& operator=(const Pause&) = delete;
+  Pause(Pause&&) = delete;
+  Pause& operator=(Pause&&) = delete;
+
+ private:
+  int left_;
+};
 
 }  // namespace
 
@@ -22,6 +43,8 @@ extern "C" {
 void* __real_malloc(std::size_t size);
 void* __real_calloc(std::size_t count, std::size_t size);
 void* __real_realloc(void* memory, std::size_t size);
+decltype(LogMessage) __real_LogMessage;
+decltype(GetPrivateProfileString) __real_GetPrivateProfileString;
 
 // Visible, for the linker also asks them of shared libraries on its line.
 
@@ -38,13 +61,45 @@ void* __real_realloc(void* memory, std::size_t size);
                                                     std::size_t size) {
   return fails_now() ? nullptr : __real_realloc(memory, size);
 }
+
+[[gnu::visibility("default")]] void __wrap_LogMessage(int level,
+                                                      const char* source,
+                                                      const char* text) {
+  const Pause pause;
+  __real_LogMessage(level, source, text);
+}
+
+[[gnu::visibility("default")]] unsigned long __wrap_GetPrivateProfileString(
+    const char* section, const char* key, const char* value, char* buffer,
+    unsigned long size, const char* file) {
+  const Pause pause;
+  return __real_GetPrivateProfileString(section, key, value, buffer, size,
+                                        file);
+}
 }
 // NOLINTEND(bugprone-reserved-identifier)
 
+void* operator new(std::size_t size) {
+  void* memory = std::malloc(size);
+  if (memory == nullptr) {
+    throw std::bad_alloc();
+  }
+  return memory;
+}
+
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
+}
+
 namespace test {
 
-AllocFault::AllocFault(int n) {
+AllocFault::AllocFault(int n, Failing failing) {
   fault_happened = false;
+  goes_on = failing == Failing::kAllFrom;
   allocations_left = n;
 }
 
