@@ -12,12 +12,15 @@
 // writing, never both; the calls of the other direction give -1.
 //
 // In this header a text is NUL-terminated, sizes and positions count bytes,
-// and no function throws. An interrupted read is read again, an interrupted or
-// short write is continued; only a real failure counts as one. Where a text is
-// given below, the failure is logged with level 1 and appName as source
-// (host.h). When the system refused something, errno tells why, also after the
-// entry was logged. Descriptors are opened close-on-exec, and files larger than
-// 2 GiB open and read on 32-bit hosts too (there, positions past 2 GiB wrap).
+// and no function throws. An interrupted open or read is tried again, an
+// interrupted or short write is continued; only a real failure counts as one.
+// A write past the process's file-size limit, or to a pipe that nobody reads,
+// is one in a host that ignores SIGXFSZ or SIGPIPE; in any other it raises the
+// signal, as write(2) does. Where a text is given below, the failure is logged
+// with level 1 and appName as source (host.h). When the system refused
+// something, errno tells why, also after the entry was logged. Descriptors are
+// opened close-on-exec, and files larger than 2 GiB open and read on 32-bit
+// hosts too (there, positions past 2 GiB wrap).
 //
 // While [Debug] LogFileIO in qxmta.ini is TRUE (in any letter case), every
 // open, create and close is logged, also with level 1. The file is asked anew

@@ -16,7 +16,8 @@
 // Results of type int are 1 for success and 0 for failure. GetLastError() tells
 // the cause, EBADF for the invalid handle; after a success it means nothing.
 // A call that a signal interrupts before anything has moved goes on; what the
-// system refused is not logged, but for CreateFile(). No function throws.
+// system refused is not logged, but for CreateFile(). SIGXFSZ and SIGPIPE are
+// the host's, as lineio.h says. No function throws.
 //
 // Threads: different handles at once, each handle by one thread at a time. The
 // names are common ones, so no other public header includes this one.

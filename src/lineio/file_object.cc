@@ -333,7 +333,10 @@ OBX_FILE* open_file(const char* name, int access, bool buffered,
     return nullptr;
   }
   constexpr mode_t kOwnerOnly = 0600;
-  const int fd = open(name, access | O_CLOEXEC, kOwnerOnly);
+  int fd = -1;
+  do {
+    fd = open(name, access | O_CLOEXEC, kOwnerOnly);
+  } while (fd == -1 && errno == EINTR);  // a pipe waits for its other end
   if (fd == -1) {
     *fault = OpenFault::kOpen;
     return nullptr;
