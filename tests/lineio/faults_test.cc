@@ -2,8 +2,11 @@
 // nothing is lost or written twice is told by the state machine in
 // fuzz/lineio.cc.
 
+#include <configapi/internals.h>
+#include <configapi/winfile.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <string>
@@ -13,6 +16,7 @@
 #include "lineio/calls.h"
 #include "lineio/files.h"
 #include "support/client_text.h"
+#include "support/process_faults.h"
 
 namespace test {
 namespace {
@@ -157,21 +161,170 @@ TEST_F(LineIo, AShortReadEndsAPipe) {
   EXPECT_EQ(get(handle), "one\n");
 }
 
-TEST_F(LineIo, AnInterruptedReadIsReadAgain) {
-  struct sigaction action {};
-  action.sa_handler = [](int) {};
-  sigaction(SIGUSR1, &action, nullptr);
-  const Pipe pipe(folder, Mode::kRead);
-  std::thread other([&pipe, reading = pthread_self()] {
-    for (int i = 0; i < 20; ++i) {
-      usleep(2000);
-      pthread_kill(reading, SIGUSR1);
+// Nobody is at the other end of the pipe at first; then bytes come and go a
+// block at a time, which is what one read asks for.
+TEST_F(LineIo, AStormOfSignalsChangesNothing) {
+  const Text path(folder.path("pipe"));
+  ASSERT_EQ(mkfifo(path, 0600), 0);
+  std::string sent;
+  for (int i = 0; i < 20 * 64; ++i) {
+    sent += std::string(62, static_cast<char>('a' + i % 26)) + "\r\n";
+  }
+  const auto later = [] { usleep(3000); };
+  std::thread other([&] {
+    later();
+    int end = open(path, O_WRONLY);
+    for (std::size_t at = 0; at < sent.size(); at += kBlock.size(), later()) {
+      EXPECT_EQ(write(end, &sent[at], kBlock.size()), 4096);
     }
-    EXPECT_EQ(write(pipe.ours, "text\n", 5), 5);
+    close(end);
+    later();
+    end = open(path, O_RDONLY);
+    std::string received;
+    std::array<char, 4096> bytes{};
+    for (ssize_t got = 1; got > 0; later()) {
+      got = read(end, bytes.data(), bytes.size());
+      received.append(bytes.data(), static_cast<std::size_t>(got));
+    }
+    close(end);
+    EXPECT_EQ(received, sent + sent);
   });
-  EXPECT_EQ(get(pipe.handle), "text\n");
+  const SignalStorm storm;
+  const int source = fileopen(path, 0, 0);
+  std::string lines = get(source);
+  for (int byte = inch(source); byte != '\n'; byte = inch(source)) {
+    lines += static_cast<char>(byte);
+  }
+  lines += '\n';
+  while (lines.size() < sent.size() - kBlock.size()) {
+    lines += get(source);
+  }
+  std::string block(kBlock.size(), ' ');
+  unsigned long done = 0;
+  EXPECT_EQ(ReadFile(source, block.data(), block.size(), &done, nullptr), 1);
+  EXPECT_EQ(lines + block, sent);
+  EXPECT_EQ(fileclose(source), 1);
+
+  const int target = filecreate(path, 0, 1);
+  EXPECT_EQ(put(target, sent), 1);
+  EXPECT_EQ(WriteFile(target, sent.data(), sent.size(), &done, nullptr), 1);
+  for (std::size_t at = done; at < sent.size(); ++at) {
+    EXPECT_EQ(outch(sent[at], target), 1);
+  }
+  EXPECT_EQ(fileclose(target), 1);
   other.join();
   EXPECT_EQ(log.take(), LogLines{});
+}
+
+TEST_F(LineIo, WithoutDescriptorsNothingOpens) {
+  const Text path(folder.write("file", "text\n"));
+  const int next = next_descriptor();
+  {
+    const NoDescriptors none;
+    for (auto* const open : {fileopen, filecreate}) {
+      errno = 0;
+      EXPECT_EQ(open(path, 0, 0), -1);
+      EXPECT_EQ(errno, EMFILE);
+    }
+    EXPECT_EQ(CreateFile(path, 1), -1);
+    EXPECT_EQ(FileOpen(path, 0), nullptr);
+    EXPECT_EQ(FileCreate(path), nullptr);
+    EXPECT_EQ(errno, EMFILE);
+  }
+  const std::string refused =
+      "1 configapi: CreateFile failed: " + std::string(path) + ", error 24";
+  EXPECT_EQ(log.take(), (LogLines{refused, "1 configapi: open failed", refused,
+                                  "1 configapi: CreateFile failed."}));
+  EXPECT_EQ(thread_file_pool->count, 0);
+  const int handle = fileopen(path, 0, 0);
+  EXPECT_EQ(handle, next);
+  EXPECT_EQ(get(handle), "text\n");
+}
+
+// The system takes what there is room for, and then refuses, with a signal
+// that ends a host that does not expect it.
+TEST_F(LineIo, AFileAtItsLimitTakesNoMore) {
+  constexpr rlim_t kLimit = 6000;
+  std::string text(5999, 't');
+  std::string more = "more";
+  auto* const before = std::signal(SIGXFSZ, SIG_IGN);
+  for (const bool buffered : {false, true}) {
+    const int handle = writer(buffered ? Mode::kWriteBuffered : Mode::kWrite);
+    unsigned long done = 99;
+    {
+      const ProcessLimit limit(RLIMIT_FSIZE, kLimit);
+      EXPECT_EQ(put(handle, text), 1);
+      EXPECT_EQ(put(handle, more), buffered ? 1 : -1);
+      EXPECT_EQ(setfpos(handle, 5999), buffered ? -1 : 5999);
+      EXPECT_EQ(errno, EFBIG);
+      EXPECT_EQ(getfpos(handle), buffered ? 6003 : 5999);
+    }
+    // Nothing of what was refused is lost, and nothing written twice.
+    EXPECT_EQ(buffered ? setfpos(handle, 6003) : put(handle, more),
+              buffered ? 6003 : 1);
+    EXPECT_EQ(written(), text + more);
+    {
+      const ProcessLimit limit(RLIMIT_FSIZE, kLimit + 4);
+      EXPECT_EQ(WriteFile(handle, more.data(), 4, &done, nullptr), 1);
+      EXPECT_EQ(done, 1U);
+      EXPECT_EQ(WriteFile(handle, more.data(), 4, &done, nullptr), 0);
+      EXPECT_EQ(GetLastError(), static_cast<unsigned long>(EFBIG));
+    }
+    EXPECT_EQ(fileclose(handle), 1);
+    unlink(folder.path("written").c_str());
+  }
+  std::signal(SIGXFSZ, SIG_DFL);
+  EXPECT_EXIT(
+      {
+        const int handle = writer(Mode::kWrite);
+        const ProcessLimit limit(RLIMIT_FSIZE, 0);
+        put(handle, more);
+      },
+      testing::KilledBySignal(SIGXFSZ), "");
+  std::signal(SIGXFSZ, before);
+}
+
+// What was read ahead is still delivered.
+TEST_F(LineIo, AFileThatIsCutWhileItIsReadEndsThere) {
+  const std::string header = "X: " + std::string(200, 'x') + "\n";
+  std::string headers;
+  while (headers.size() < 3 * kBlock.size()) {
+    headers += header;
+  }
+  const std::string path = folder.write("read", headers);
+  const struct {
+    off_t size;        // what it is cut to
+    std::size_t ends;  // how much there is to be read
+  } rows[] = {{0, 4096}, {5000, 5000}, {8192, 8192}};
+  for (const auto& row : rows) {
+    for (const bool by_line : {true, false}) {
+      EXPECT_EQ(folder.write("read", headers), path);
+      const int handle = open_file(path, Mode::kRead);
+      std::string got = get(handle);
+      EXPECT_EQ(truncate(path.c_str(), row.size), 0);
+      for (std::string line = "x"; by_line && line != "end";) {
+        line = get(handle);
+        got += line != "end" ? line : "";
+      }
+      for (int byte = 0; !by_line && byte != -1;) {
+        byte = inch(handle);
+        got += byte != -1 ? std::string(1, static_cast<char>(byte)) : "";
+      }
+      EXPECT_EQ(got, headers.substr(0, row.ends));
+      EXPECT_EQ(fileclose(handle), 1);
+    }
+    EXPECT_EQ(folder.write("read", headers), path);
+    const int handle = open_file(path, Mode::kRead);
+    EXPECT_EQ(get(handle), header);
+    EXPECT_EQ(truncate(path.c_str(), row.size), 0);
+    Header822* record = New822Header();
+    unsigned lines = 0;
+    unsigned status_line = 0;
+    EXPECT_EQ(ParseHdr(handle, record, &lines, &status_line), 1);
+    EXPECT_EQ(lines, (row.ends + header.size() - 1) / header.size() - 1);
+    Free822Header(record);
+    EXPECT_EQ(fileclose(handle), 1);
+  }
 }
 
 TEST_F(LineIo, AFullDeviceTakesNothing) {
