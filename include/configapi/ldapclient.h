@@ -105,10 +105,10 @@ class CONFIGAPI_EXPORT ldapClient {
   // default.
   //
   // Returns 0, or 4 with a log line that gives errno when the connection fails
-  // (ECONNREFUSED, ETIMEDOUT, EPROTO for a certificate that was refused, EINVAL
-  // for what is no host, 0 for a name that does not resolve), the host text has
-  // 64 bytes or more (ENAMETOOLONG) or the port is more than 65535 (EINVAL);
-  // the object is then unconnected.
+  // (ECONNREFUSED, ETIMEDOUT, EPROTO for a certificate that was refused, EMFILE
+  // without a descriptor, EINVAL for what is no host, 0 for a name that does
+  // not resolve), the host text has 64 bytes or more (ENAMETOOLONG) or the port
+  // is more than 65535 (EINVAL); the object is then unconnected.
   int ldapClientConnect(char* host, int port);
 
   // Authenticates with a simple bind (RFC 4513 section 5.1) and waits for the

@@ -3,6 +3,7 @@
 #include <lber.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -116,6 +117,16 @@ void keep_layer(LDAP* /*ld*/, Sockbuf* /*socket*/, ldap_conncb* /*callbacks*/) {
 
 ldap_conncb on_connect = {add_layer, keep_layer, nullptr};
 
+// Why no socket can be had, or `otherwise`.
+int socket_error(int otherwise) {
+  const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (fd == -1) {
+    return errno;
+  }
+  close(fd);
+  return otherwise;
+}
+
 int connect_error(const Connecting& connection, int left) {
   if (steady_clock::now() >= connection.end) {
     return ETIMEDOUT;
@@ -123,8 +134,16 @@ int connect_error(const Connecting& connection, int left) {
   if (connection.reached) {
     return EPROTO;
   }
-  // Closing a socket that never was connected overwrites the reason.
-  return left == ENOTCONN ? ECONNREFUSED : left;
+  // The LDAP library overwrites the reason when it closes a socket that never
+  // was connected, or that it never had.
+  switch (left) {
+    case ENOTCONN:
+      return ECONNREFUSED;
+    case EBADF:
+      return socket_error(left);
+    default:
+      return left;
+  }
 }
 
 // The LDAP library's wait for a connection begins anew after each signal.

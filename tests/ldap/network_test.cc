@@ -11,6 +11,7 @@
 #include "base/heap_text.h"
 #include "support/client_text.h"
 #include "support/log_capture.h"
+#include "support/process_faults.h"
 #include "support/stub_server.h"
 
 namespace {
@@ -211,25 +212,58 @@ TEST_F(Network, ATimeLimitEndsTheWaitAndNotTheSession) {
   }
 }
 
-volatile std::sig_atomic_t alarms = 0;
+// Hosts use timers and have children.
+TEST_F(Network, AStormOfSignalsChangesNothing) {
+  const StubServer server(99, Ending::kSilence, milliseconds(2));
+  const auto results = [&] {
+    connect_and_bind(server);
+    std::string all;
+    for (const Operation& operation : kOperations) {
+      all += std::to_string(operation.run(client)) + " ";
+    }
+    return all + testing::PrintToString(log.take());
+  };
+  const std::string quiet = results();
+  const test::SignalStorm storm;
+  EXPECT_EQ(results(), quiet);
+  // The limits stay what they are.
+  const StubServer silent(1, Ending::kSilence);
+  connect_and_bind(silent);
+  timeval limit{0, 200000};
+  int rc = 0;
+  const auto start = steady_clock::now();
+  client.ldapClientSearch(nullptr, 2, 0, Text("(cn=x)"), &limit, &rc);
+  EXPECT_EQ(rc, 1);
+  EXPECT_GE(steady_clock::now() - start, milliseconds(190));
+}
 
-// Hosts use alarms and have children.
-TEST_F(Network, ASignalDoesNotEndAWait) {
-  struct sigaction counting {};
-  counting.sa_handler = [](int) { alarms = alarms + 1; };
-  struct sigaction before {};
-  sigaction(SIGALRM, &counting, &before);
-  const itimerval often{{0, 20000}, {0, 20000}};
-  setitimer(ITIMER_REAL, &often, nullptr);
-
-  const StubServer server(2, Ending::kSilence, milliseconds(100));
+TEST_F(Network, WithoutDescriptorsNothingConnectsUntilTheyAreBack) {
+  StubServer server(2, Ending::kClose);
   connect_and_bind(server);
-  EXPECT_EQ(client.ldapClientDelete(Text("cn=x")), 0);
-  EXPECT_GT(alarms, 0);
-
-  const itimerval never{};
-  setitimer(ITIMER_REAL, &never, nullptr);
-  sigaction(SIGALRM, &before, nullptr);
+  EXPECT_EQ(search(client), 1);
+  server.wait_for_hang_up();
+  const int next = test::next_descriptor();
+  const std::string source = "LDAP Client API: ";
+  log.take();
+  {
+    const test::NoDescriptors none;
+    EXPECT_EQ(search(client), 1);
+    EXPECT_EQ(remove(client), -1);
+    ldapClient other;
+    EXPECT_EQ(other.ldapClientConnect(Text("127.0.0.1"), server.port()), 4);
+    EXPECT_EQ(other.ld, nullptr);
+  }
+  EXPECT_EQ(log.take(),
+            (LogLines{"1 " + source + "ldap_search failed",
+                      "1 " + source + "ldap_delete failed",
+                      "1 " + source + "ldap_open error: errno=24"}));
+  EXPECT_EQ(search(client), 1);
+  EXPECT_EQ(log.take(),
+            (LogLines{"6 " + source + "reconnected to ldap://127.0.0.1:" +
+                          std::to_string(server.port()),
+                      "6 " + source + "ldap_search return nothing"}));
+  client.ldapClientUnbind();
+  EXPECT_LE(test::next_descriptor(), next);
 }
 
 }  // namespace
