@@ -231,7 +231,8 @@ class CONFIGAPI_EXPORT cConfig : virtual public ldapClient {
   int CONFIGWriteData(const char* section, const char* key, char* value,
                       int flag);
 
-  // Drops every cached value, for all objects of the process. Returns 0.
+  // Drops every cached value, for all objects of the process. Returns 0. The
+  // directory is not asked: where it is away, reads give 3 until it is back.
   int CONFIGRefreshCache();
 
   // Reads one value from the entry whose cn is the section; the cache is not

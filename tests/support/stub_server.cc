@@ -67,6 +67,15 @@ std::string ldap_result(int code) {
          ber('\x04', "") + ber('\x04', "");
 }
 
+std::string ldap_entry(int id, const std::string& dn, const std::string& type,
+                       const std::string& value) {
+  constexpr char kEntry = 0x64;
+  const std::string values = ber('\x31', ber('\x04', value));
+  const std::string attribute = ber('\x30', ber('\x04', type) + values);
+  return ldap_message(id, kEntry, ber('\x04', dn) + ber('\x30', attribute)) +
+         ldap_message(id, kSearchDone, ldap_result(0));
+}
+
 StubServer::StubServer(int answers, Ending ending,
                        std::chrono::milliseconds delay, int port)
     : answers_(answers),
@@ -76,13 +85,13 @@ StubServer::StubServer(int answers, Ending ending,
   listen_and_serve(port);
 }
 
-StubServer::StubServer(int answers, Answer later)
+StubServer::StubServer(int answers, Answer later, int port)
     : answers_(answers),
       ending_(Ending::kSilence),
       delay_(0),
       listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)),
       later_(std::move(later)) {
-  listen_and_serve(0);
+  listen_and_serve(port);
 }
 
 void StubServer::listen_and_serve(int port) {

@@ -16,8 +16,11 @@ namespace test {
 std::string ber(char tag, const std::string& contents);
 std::string ldap_message(int id, char tag, const std::string& contents);
 
-// The contents of a result (RFC 4511 section 4.1.9).
+// The contents of a result (RFC 4511 section 4.1.9), and the answer to a search
+// that finds one entry with one value.
 std::string ldap_result(int code);
+std::string ldap_entry(int id, const std::string& dn, const std::string& type,
+                       const std::string& value);
 
 class StubServer {
  public:
@@ -40,7 +43,7 @@ class StubServer {
              int port = 0);  // 0: a free one
   // The requests behind the first are answered by the function, and the
   // connection stays open.
-  StubServer(int answers, Answer later);
+  StubServer(int answers, Answer later, int port = 0);
   ~StubServer();
   StubServer(const StubServer&) = delete;
   StubServer& operator=(const StubServer&) = delete;

@@ -24,13 +24,7 @@ std::string answer(int id, char asked) {
   constexpr char kCompare = 0x6e;
   constexpr int kCompareTrue = 6;
   if (asked == kSearch) {
-    const auto value = [](const char* type, const char* text) {
-      return ber('\x30', ber('\x04', type) + ber('\x31', ber('\x04', text)));
-    };
-    const std::string values =
-        ber('\x30', value("HelpFile", "x") + value("ConfigSerial", "7"));
-    return ldap_message(id, '\x64', ber('\x04', "cn=" + kName) + values) +
-           ldap_message(id, '\x65', ldap_result(0));
+    return ldap_entry(id, "cn=" + kName, "HelpFile", "x");
   }
   return ldap_message(id, static_cast<char>(asked + 1),
                       ldap_result(asked == kCompare ? kCompareTrue : 0));
