@@ -4,7 +4,6 @@
 #define CONFIGAPI_TESTS_TOOLS_DIRECTORY_TOOL_H_
 
 #include <string>
-#include <vector>
 
 #include "support/client_test.h"
 #include "support/temp_folder.h"
@@ -30,9 +29,6 @@ class DirectoryToolTest : public ClientTest {
         {"CONFIGAPI_TIMEOUT", "20"}};
   }
 
-  void check(const std::vector<ToolCase>& cases) const {
-    check_tool(cases, surroundings_);
-  }
   [[nodiscard]] ToolRun run(const std::string& line) const {
     return run_tool(line, surroundings_);
   }

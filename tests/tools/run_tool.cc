@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,7 +12,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <stdexcept>
-#include <string_view>
+#include <vector>
 
 #ifndef CONFIGAPI_TOOL
 #error "CONFIGAPI_TOOL names the tool's binary"
@@ -88,13 +87,6 @@ std::string read_all(int fd, std::string typed = {}) {
   }
 }
 
-void write_all(int fd, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t put = ::write(fd, text.data(), text.size());
-    text.remove_prefix(put < 0 ? text.size() : static_cast<std::size_t>(put));
-  }
-}
-
 }  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const ToolRun& run) {
@@ -103,21 +95,12 @@ std::ostream& operator<<(std::ostream& stream, const ToolRun& run) {
 }
 
 ToolRun run_tool(const std::string& line, const Surroundings& surroundings) {
-  std::signal(SIGPIPE, SIG_IGN);
   auto words = split("configapi " + line);
   auto names = environment(surroundings);
   const auto arguments = pointers(&words);
   const auto variables = pointers(&names);
-  const std::string& to = surroundings.out_file;
-  std::array<int, 2> feed{};
-  checked(pipe2(feed.data(), O_CLOEXEC), "a pipe");
-  if (!surroundings.in_file.empty()) {
-    ::close(feed[0]);
-    feed[0] = opened(surroundings.in_file, O_RDONLY);
-    lseek(feed[0], surroundings.in_offset, SEEK_SET);
-  }
-  const int out = to.empty() ? checked(memfd_create("out", MFD_CLOEXEC), "out")
-                             : opened(to, O_WRONLY);
+  const int in = opened("/dev/null", O_RDONLY);
+  const int out = checked(memfd_create("out", MFD_CLOEXEC), "out");
   int err = -1;
   int terminal = -1;
   if (surroundings.on_terminal) {
@@ -127,27 +110,19 @@ ToolRun run_tool(const std::string& line, const Surroundings& surroundings) {
   } else {
     err = checked(memfd_create("err", MFD_CLOEXEC), "err");
   }
-  const rlim_t data = surroundings.data_mib > 0
-                          ? rlim_t{surroundings.data_mib} << 20U
-                          : RLIM_INFINITY;
 
   const pid_t child = fork();
   if (child == 0) {
-    std::signal(SIGPIPE, SIG_DFL);
     setsid();
     ioctl(err, TIOCSCTTY, 0);
-    dup2(feed[0], STDIN_FILENO);
+    dup2(in, STDIN_FILENO);
     dup2(out, STDOUT_FILENO);
     dup2(err, STDERR_FILENO);
-    const rlimit limit{data, data};
-    setrlimit(RLIMIT_DATA, &limit);
     alarm(kLongestRun);
     execve(CONFIGAPI_TOOL, arguments.data(), variables.data());
     _exit(127);
   }
-  ::close(feed[0]);
-  write_all(feed[1], surroundings.input);
-  ::close(feed[1]);
+  ::close(in);
   ToolRun run;
   if (terminal >= 0) {
     ::close(err);  // else the terminal would have no end
@@ -165,17 +140,6 @@ ToolRun run_tool(const std::string& line, const Surroundings& surroundings) {
   ::close(out);
   ::close(terminal < 0 ? err : terminal);
   return run;
-}
-
-void check_tool(const std::vector<ToolCase>& cases,
-                const Surroundings& surroundings) {
-  for (const ToolCase& row : cases) {
-    SCOPED_TRACE(row.line);
-    const ToolRun run = run_tool(row.line, surroundings);
-    EXPECT_EQ(run.exit, row.exit) << run;
-    EXPECT_EQ(run.out, row.out);
-    EXPECT_EQ(run.err, row.err);
-  }
 }
 
 long lines_in(const std::string& text) {

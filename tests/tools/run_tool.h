@@ -6,7 +6,6 @@
 #include <map>
 #include <ostream>
 #include <string>
-#include <vector>
 
 namespace test {
 
@@ -21,12 +20,7 @@ std::ostream& operator<<(std::ostream& stream, const ToolRun& run);
 
 // What the tool runs in.
 struct Surroundings {
-  std::string input{};                         // standard input, a pipe
   std::map<std::string, std::string> names{};  // CONFIGAPI_... and the like
-  std::string out_file{};                      // "/dev/full"
-  std::string in_file{};                       // instead of a pipe
-  long in_offset = 0;                          // where that file stands
-  unsigned data_mib = 0;     // limit on its memory, 0 for none
   bool on_terminal = false;  // it has one, and standard error is there
   std::string typed{};       // on that, once something is shown
 };
@@ -36,17 +30,6 @@ struct Surroundings {
 // terminal. A tool that hangs is killed after a minute.
 ToolRun run_tool(const std::string& line,
                  const Surroundings& surroundings = {});
-
-struct ToolCase {
-  std::string line;
-  int exit = 0;
-  std::string out{};
-  std::string err{};
-};
-
-// Expects each to go as told.
-void check_tool(const std::vector<ToolCase>& cases,
-                const Surroundings& surroundings = {});
 
 // How many lines a text has.
 long lines_in(const std::string& text);

@@ -14,16 +14,15 @@
 #include <thread>
 
 #include "pending_records.h"
-#include "support/client_text.h"
+#include "support/client_test.h"
 #include "support/temp_folder.h"
 #include "tools/run_tool.h"
-
-#include <configapi/config.h>
 
 namespace {
 
 using configapi::tool::LogRecord;
 using configapi::tool::PendingRecords;
+using test::AttrRecords;
 using test::Text;
 
 // Records of one entry, "+" for an add, "-" for a delete, else a change; then
@@ -135,12 +134,13 @@ class ToolWatch : public ::testing::Test {
            const std::string& value) {
     EXPECT_EQ(client_.ldapClientAdd(
                   Text("cn=" + section),
-                  list({{0, "objectclass", "qxconfig"}, {0, key, value}})),
+                  AttrRecords({{0, "objectclass", "qxconfig"}, {0, key, value}})
+                      .list()),
               0);
   }
   bool change(const std::string& key, const std::string& value) {
     return client_.ldapClientModify(Text("cn=Tuning"),
-                                    list({{2, key, value}})) == 0;
+                                    AttrRecords({{2, key, value}}).list()) == 0;
   }
 
   // As long as a line of the output can be awaited, changes a setting.
@@ -180,24 +180,6 @@ class ToolWatch : public ::testing::Test {
   cConfig client_;
   std::FILE* watch_ = nullptr;
   bool probed_ = false;
-
- private:
-  struct Value {
-    int op;
-    std::string name;
-    std::string value;
-  };
-  attrval* list(const std::vector<Value>& values) {
-    records_.assign(values.size() + 1, {});
-    for (std::size_t i = 0; i < values.size(); ++i) {
-      records_[i].op = values[i].op;
-      values[i].name.copy(records_[i].name, sizeof(attrval::name));
-      values[i].value.copy(records_[i].value, sizeof(attrval::value));
-      records_[i].next = &records_[i + 1];
-    }
-    return records_.data();
-  }
-  std::vector<attrval> records_;
 };
 
 TEST_F(ToolWatch, MissesNothingAndShowsNothingTwice) {

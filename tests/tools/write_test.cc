@@ -1,11 +1,12 @@
-// Changes to a directory: through the tool's commands, and from inside, where
-// nothing is asked before it is sent.
+// Changes to a directory from inside, where nothing is asked before they are
+// sent, and what a transcript cannot show of the commands.
 
 #include <ldap.h>
 
 #include <algorithm>
 #include <array>
 #include <barrier>
+#include <csignal>
 #include <functional>
 #include <optional>
 #include <string>
@@ -123,147 +124,6 @@ class WriteTest : public test::DirectoryToolTest {
   std::optional<Link> link_;
 };
 
-TEST_F(WriteTest, SetsAndUnsets) {
-  add("cn=Tuning", {{0, "DNStimeout", "5"}, {0, "Port", "389"}});
-  add("cn=LocalMail", {{0, "TimeRetry", "5"}, {0, "TimeRetry", "6"}});
-  const std::string timeout = "configapi: Tuning/DNStimeout: ";
-  check({
-      {"set tuning/dnstimeout=7", 0, "Tuning/DNStimeout: 5 -> 7\n"},
-      {"get Tuning/DNStimeout", 0, "7\n"},
-      {"set Tuning/DNStimeout=7", 0, "Tuning/DNStimeout: 7 (as it was)\n"},
-      {"set Ldap/Prot=1 Tuning/DNStimeout=soon Ldap/Password hunter2", 3, "",
-       "configapi: no setting 'Ldap/Prot' in the schema; did you mean "
-       "Ldap/Port?\n" +
-           timeout +
-           "'soon' is not a whole number in digits alone, or empty\n"
-           "configapi: a word is neither ADDRESS=VALUE nor a password's "
-           "ADDRESS\n"},
-      {"set Tuning/DNStimeout=soon Ldap/Port= Ldap/HostName=3", 1, "",
-       timeout + "'soon' is not a whole number in digits alone, or empty\n"
-                 "configapi: Ldap/Port: a directory holds no empty value: "
-                 "unset it instead\n"},
-      {"set Tuning/DNStimeout=1 tuning/dnstimeout=2", 2, "",
-       "configapi: Tuning/DNStimeout is given twice\n"},
-      {"set Tuning/DNS*=1", 2, "",
-       "configapi: 'Tuning/DNS*' is a glob, not one setting\n"},
-      {"set Tuning/DNStimeout", 2, "",
-       "configapi: 'Tuning/DNStimeout' has no value: it takes ADDRESS=VALUE\n"},
-      // A section that is not there, one whose name slapd has taken, and more
-      // than one entry at once.
-      {"set Config/version=YES 'Installed Components/SMTPD=no' -n", 0,
-       "Config/version: (not set) -> YES\n"
-       "Installed Components/SMTPD: (not set) -> no\n",
-       "configapi: warning: directory " + directory().host() + " port " +
-           std::to_string(directory().port()) +
-           " cannot be asked about everything: of the rest only the types of "
-           "the values have been checked\n"},
-      {"list Config", 1, "",
-       "configapi: nothing that matches 'Config' is set\n"},
-      {"set Config/version=YES 'Installed Components/SMTPD=no' "
-       "bsmtp/BSMTPConfigFile=a=b LocalMail/TimeRetry=6",
-       0,
-       "Config/version: (not set) -> YES\n"
-       "Installed Components/SMTPD: (not set) -> no\n"
-       "bsmtp/BSMTPConfigFile: (not set) -> a=b\n"
-       "LocalMail/TimeRetry: \"5\", \"6\" -> 6\n"},
-      {"set --json Tuning/DNStimeout=8", 0,
-       R"({"address":"Tuning/DNStimeout","section":"Tuning",)"
-       R"("key":"DNStimeout","old":"7","new":"8"})"
-       "\n"},
-      {"set Tuning/DNStimeout=9 --was 7", 7, "",
-       "configapi: Tuning/DNStimeout is '8', not '7'\n"},
-      {"set Tuning/DNStimeout=9 --was 8", 0, "Tuning/DNStimeout: 8 -> 9\n"},
-      {"set Tuning/DNSretries=4 --was ''", 0,
-       "Tuning/DNSretries: (not set) -> 4\n"},
-      {"set Tuning/DNSretries=4 Ldap/Port=1 --was 4", 2, "",
-       "configapi: --was goes with one ADDRESS=VALUE\n"},
-      {"unset Tuning/DNSretries Tuning/Port -n", 0,
-       "Tuning/DNSretries: 4 -> (not set)\nTuning/Port: 389 -> (not set)\n"},
-      {"unset Tuning/DNSretries tuning/port config/VERSION", 0,
-       "Tuning/DNSretries: 4 -> (not set)\nTuning/Port: 389 -> (not set)\n"
-       "Config/version: YES -> (not set)\n"},
-      {"unset Tuning/DNSretries", 0,
-       "Tuning/DNSretries: (not set) (as it was)\n"},
-      {"unset Tuning/Port", 3, "",
-       "configapi: no setting 'Tuning/Port' in the schema; did you mean "
-       "Ldap/Port?\n"},
-      {"list", 0,
-       "Installed Components/SMTPD=no\nTuning/DNStimeout=9\n"
-       "LocalMail/TimeRetry=6\nbsmtp/BSMTPConfigFile=a=b\n"},
-  });
-}
-
-TEST_F(WriteTest, TakesSecretsFromStandardInput) {
-  surroundings_.input = "11\n22\n";
-  check({{"set Ldap/Password PostOffice/PoPassword", 0,
-          "Ldap/Password: (not set) -> ********\n"
-          "PostOffice/PoPassword: (not set) -> ********\n"},
-         {"set Ldap/Password=33 --was 44", 7, "",
-          "configapi: Ldap/Password is not what --was says\n"},
-         {"set Ldap/Password=33x", 1, "",
-          "configapi: Ldap/Password: the value is not a whole number in digits "
-          "alone, or empty\n"},
-         {"set Ldap/Password=33 --secrets", 0, "Ldap/Password: 11 -> 33\n"},
-         {"get PostOffice/PoPassword", 0, "22\n"}});
-  surroundings_.input = "";
-  check({{"set Ldap/Password", 8, "",
-          "configapi: no value of Ldap/Password in a line of standard "
-          "input\n"}});
-}
-
-TEST_F(WriteTest, Imports) {
-  add("cn=Tuning",
-      {{0, "DNStimeout", "5"}, {0, "DNSretries", "4"}, {0, "Port", "389"}});
-  add("cn=Ldap", {{0, "Password", "77"}});
-  const std::string good = folder_.write("good",
-                                         "[Tuning]\nDNStimeout=6\n[Ldap]\n"
-                                         "Password=********\n"
-                                         "UserName=3\n[LocalMail]\n"
-                                         "TimeRetry=5\nTimeRetry+=6\n");
-  const std::string bad = folder_.write("bad",
-                                        "[Tuning]\nDNStimeout=soon\nDNS\n"
-                                        "DNSretrys=4\nDNSretries=-1\n");
-  const std::string empty = folder_.write("empty", "; nothing\n");
-  const std::string lines =
-      "Tuning/DNStimeout: 5 -> 6\n"
-      "LocalMail/TimeRetry: (not set) -> \"5\", \"6\"\n"
-      "Ldap/UserName: (not set) -> 3\n";
-  const auto before = everything();
-  check({
-      {"import " + bad, 1, "",
-       "configapi: " + bad +
-           ":2: Tuning/DNStimeout: 'soon' is not a whole number in digits "
-           "alone, or empty\n"
-           "configapi: " +
-           bad +
-           ":3: neither [SECTION] nor KEY=VALUE nor a comment\n"
-           "configapi: " +
-           bad +
-           ":4: no key 'DNSretrys' in section Tuning; did you mean "
-           "DNSretries?\n"
-           "configapi: " +
-           bad +
-           ":5: Tuning/DNSretries: '-1' is not a whole number in digits "
-           "alone, or empty\n"},
-      {"import --replace " + empty, 1, "",
-       "configapi: " + empty +
-           " holds no setting: --replace would leave none\n"},
-      {"-q import -n " + good, 0, lines},
-  });
-  EXPECT_EQ(everything(), before);
-  check({{"import " + good, 0, lines},
-         {"import " + good, 0, ""},
-         {"import --replace " + good, 0, "Tuning/DNSretries: 4 -> (not set)\n"},
-         {"list --secrets", 0,
-          "Tuning/DNStimeout=6\n? Tuning/Port=389\nLocalMail/TimeRetry=5\n"
-          "LocalMail/TimeRetry=6\nLdap/UserName=3\nLdap/Password=77\n"}});
-  // An export goes back to where it came from, also with a value that should
-  // not be there.
-  modify("cn=Tuning", {{0, "DNSretries", "often"}});
-  surroundings_.input = run("export").out;
-  check({{"import --replace", 0, ""}});
-}
-
 // Each change is made by somebody else between the tool's reading and writing.
 TEST_F(WriteTest, NobodysChangeIsOverwritten) {
   struct Case {
@@ -373,39 +233,18 @@ TEST_F(WriteTest, ARollbackDoesNotMixUpTypes) {
   }
 }
 
-// The whole way: nothing is wrong with the file, but the server has an entry in
-// the way of one section.
-TEST_F(WriteTest, AnImportIsAllOrNothing) {
-  std::string text;
-  std::string section;
-  for (const Difference& difference : many("7")) {
-    const auto type = difference.setting.key->type;
-    if (section != difference.setting.section) {
-      section = difference.setting.section;
-      text += "[" + section + "]\n";
-    }
-    text += std::string(difference.setting.key->key) + "=" +
-            (type == TYPE_BOOLEAN_YN       ? "NO"
-             : type == TYPE_RFC822_ADDRESS ? "a@example.com"
-             : type == TYPE_FILENAME_N     ? R"(\\A\B)"
-                                           : "7") +
-            "\n";
-  }
-  const std::string file = folder_.write("many", text);
-  add("cn=Tuning", {{0, "DNStimeout", "5"}});
-  block("Connection");
-  const auto before = everything();
-  const test::ToolRun refused = run("import " + file);
-  EXPECT_EQ(refused.exit, 5) << refused;
-  EXPECT_EQ(test::lines_in(refused.out), kMany) << refused;
-  EXPECT_NE(refused.err.find("refused the change of Connection: Already exists;"
-                             " nothing was written"),
-            std::string::npos)
-      << refused;
-  EXPECT_EQ(everything(), before);
-  ASSERT_EQ(client.ldapClientDelete(test::Text("cn=Connection")), 0);
-  EXPECT_EQ(run("import " + file).exit, 0);
-  EXPECT_EQ(test::lines_in(run("list").out), kMany);
+TEST_F(WriteTest, AsksForThePassword) {
+  add("cn=Tuning", {{0, "DNStimeout", "7"}});
+  surroundings_.names.erase("CONFIGAPI_PASSFILE");
+  surroundings_.on_terminal = true;
+  surroundings_.typed = directory().password() + "\n";
+  const test::ToolRun let_in = run("-y - get Tuning/DNStimeout");
+  EXPECT_EQ(let_in.out, "7\n");
+  EXPECT_EQ(let_in.err, "Password: \r\n") << "nothing is echoed";
+  surroundings_.typed = "half\x03";  // the interrupt key
+  EXPECT_EQ(run("-y - get Tuning/DNStimeout").exit, 128 + SIGINT);
+  surroundings_.on_terminal = false;
+  EXPECT_EQ(run("-y - get Tuning/DNStimeout").exit, 8);
 }
 
 // Where there are no transactions, it is told how far it came.
@@ -427,7 +266,7 @@ TEST_F(WriteTest, StopsAtTheFirstRefusal) {
 // races, the others what it does at its heart.
 TEST_F(WriteTest, OneOfTwoWritersWins) {
   constexpr int kRounds = 500;
-  constexpr int kCommandEvery = 10;
+  constexpr int kCommandEvery = 25;
   const std::string address = "Tuning/DNStimeout";
   std::string value = "1000";
   write({to(address, {value})});
@@ -459,8 +298,7 @@ TEST_F(WriteTest, OneOfTwoWritersWins) {
     const std::size_t winner = ends[0] == ExitCode::kDone ? 0 : 1;
     ASSERT_EQ(ends.at(winner), ExitCode::kDone) << round;
     ASSERT_EQ(ends.at(1 - winner), ExitCode::kConflict) << round;
-    value = wanted.at(winner);
-    ASSERT_EQ(to(address, {}).before, Values{value}) << round;
+    value = wanted.at(winner);  // which the next round's writers find, or fail
   }
 }
 
