@@ -7,7 +7,7 @@
 #
 # Usage: transcript_test.sh TRANSCRIPT FOLDER_OF_THE_TOOL [EMPTY_DIRECTORY]
 # where EMPTY_DIRECTORY is the program that makes the private server empty.
-set -uo pipefail
+set -o pipefail
 
 readonly transcript=$1
 scratch=$(mktemp -d)
@@ -15,8 +15,8 @@ readonly scratch
 trap 'rm -rf "$scratch"' EXIT
 
 if (($# > 2)); then
-  if [[ ! -s ${CONFIGAPI_TEST_DIRECTORY-} ]]; then
-    [[ ${CONFIGAPI_REQUIRE_DIRECTORY-} == 1 ]] && exit 1
+  if [[ ! -s $CONFIGAPI_TEST_DIRECTORY ]]; then
+    [[ $CONFIGAPI_REQUIRE_DIRECTORY == 1 ]] && exit 1
     echo "skipped: slapd is not installed"
     exit 0
   fi
@@ -35,18 +35,17 @@ source "${variables:-/dev/null}"
 
 # --- Words that transcripts use ----------------------------------------------
 
-# Runs a program of the LDAP server's as the gateway.
+# ldap add|delete|modify|search ARGUMENT... as whom the tool is bound.
 # shellcheck disable=SC2317 # transcripts call it
-as_gateway() {
-  "$1" -x -H "ldap://$CONFIGAPI_HOST:$CONFIGAPI_PORT" -D "$CONFIGAPI_BINDDN" \
-    -y "$CONFIGAPI_PASSFILE" "${@:2}"
+ldap() {
+  "ldap$1" -x -H "ldap://$CONFIGAPI_HOST:$CONFIGAPI_PORT" \
+    -D "$CONFIGAPI_BINDDN" -y "$CONFIGAPI_PASSFILE" "${@:2}"
 }
 
 # entry DN LINE... adds one of the class of all sections, with lines of LDIF.
 # shellcheck disable=SC2317 # transcripts call it
 entry() {
-  printf '%s\n' "dn: $1" 'objectClass: qxconfig' "${@:2}" |
-    as_gateway ldapadd >/dev/null
+  printf '%s\n' "dn: $1" 'objectClass: qxconfig' "${@:2}" | ldap add >/dev/null
 }
 
 # --- The transcript ----------------------------------------------------------
