@@ -55,6 +55,21 @@ function(configapi_use_directory name)
     "CONFIGAPI_TEST_DIRECTORY=${CONFIGAPI_DIRECTORY_STATE}/env;LDAPNOINIT=1")
 endfunction()
 
+# configapi_transcript(NAME TRANSCRIPT FOLDER_OF_COMMANDS) tests that commands
+# still say what stands there (tests/support/transcript_test.sh).
+function(configapi_transcript name transcript commands)
+  add_test(NAME ${name}
+    COMMAND ${PROJECT_SOURCE_DIR}/tests/support/transcript_test.sh
+            ${CMAKE_CURRENT_SOURCE_DIR}/${transcript} ${commands} ${ARGN})
+  set_tests_properties(${name} PROPERTIES TIMEOUT 300)
+endfunction()
+
+# configapi_directory_transcript(...) does so with the private server.
+function(configapi_directory_transcript name)
+  configapi_transcript(${name} ${ARGN} $<TARGET_FILE:empty_directory>)
+  configapi_use_directory(${name})
+endfunction()
+
 function(configapi_add_test name label)
   set_target_properties(${name} PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)

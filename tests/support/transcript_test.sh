@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Does what a transcript tells of the tool, and compares. In a transcript "$ "
-# begins a command of bash, "> " goes on with it. Below stands what it said,
-# behind "2> " on standard error, and "= N" if it ended with another exit code
-# than 0. Lines that begin with "#" are for the reader. A difference is shown as
-# a patch of the transcript.
+# Does what a transcript tells, and compares. In a transcript "$ " begins a
+# command of bash, "> " goes on with it. Below stands what it said, behind "2> "
+# on standard error, and "= N" if it ended with another exit code than 0. Lines
+# that begin with "#" are for the reader. A difference is shown as a patch of
+# the transcript.
 #
-# Usage: transcript_test.sh TRANSCRIPT FOLDER_OF_THE_TOOL [EMPTY_DIRECTORY]
+# Usage: transcript_test.sh TRANSCRIPT FOLDER_OF_COMMANDS [EMPTY_DIRECTORY]
 # where EMPTY_DIRECTORY is the program that makes the private server empty.
 set -o pipefail
 
@@ -35,7 +35,7 @@ source "${variables:-/dev/null}"
 
 # --- Words that transcripts use ----------------------------------------------
 
-# ldap add|delete|modify|search ARGUMENT... as whom the tool is bound.
+# ldap add|delete|modify|search ARGUMENT... as whom the tool would be bound.
 # shellcheck disable=SC2317 # transcripts call it
 ldap() {
   "ldap$1" -x -H "ldap://$CONFIGAPI_HOST:$CONFIGAPI_PORT" \
