@@ -6,6 +6,8 @@ namespace configapi {
 namespace {
 
 constexpr std::string_view kDnSpecial = "\"+,;<>\\";
+// A NUL ends a text; the others OpenLDAP trims from a value like blanks.
+constexpr std::string_view kDnControls{"\0\t\n\r", 4};
 constexpr std::string_view kFilterSpecial{"*()\\\0", 5};
 
 // "\NN", the form that both grammars take for any byte.
@@ -32,7 +34,7 @@ std::string escape_dn_value(std::string_view text) {
   out.reserve(text.size() + 2);
   for (std::size_t i = 0; i < text.size(); ++i) {
     const char c = text[i];
-    if (c == '\0') {
+    if (kDnControls.find(c) != std::string_view::npos) {
       append_hex_pair(out, c);
       continue;
     }
