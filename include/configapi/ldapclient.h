@@ -194,9 +194,8 @@ class CONFIGAPI_EXPORT ldapClient {
   void free(void* p);
 
   // Profile strings: a section is the entry "cn=SECTION" of object class
-  // "qxconfig", a key one of its attributes. Section and key are taken as
-  // plain names: they are escaped (RFC 4514, RFC 4515) where they enter a DN or
-  // a filter.
+  // "qxconfig", a key one of its attributes. A section is taken as a plain
+  // name: it is escaped (RFC 4514, RFC 4515) where it enters a DN or a filter.
 
   // Reads a key's value. The first form asks the server for an entry that has
   // the key, the second for the section's entry.
@@ -206,7 +205,8 @@ class CONFIGAPI_EXPORT ldapClient {
   // when there is none. *rc is the code of the search: 1 when the entry is
   // missing and, because the first form asks for the key, when that is
   // missing too. Also null, and *rc = 1, when section and key have more than
-  // 65 bytes together (second form: the section more than 1020) and when
+  // 65 bytes together (second form: the section more than 1020), when the key
+  // can be no attribute's name (first form; RFC 4512 section 2.5) and when
   // memory is out. A null is logged at level 6, but not when the entry was
   // found and lacks the key.
   char* ldapGetProfileString(char* section, char* key, int* rc);

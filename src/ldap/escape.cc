@@ -60,4 +60,11 @@ std::string escape_filter_value(std::string_view text) {
   return out;
 }
 
+bool is_attribute_name(std::string_view text) {
+  constexpr std::string_view kBytes =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-;.";
+  return !text.empty() &&
+         text.find_first_not_of(kBytes) == std::string_view::npos;
+}
+
 }  // namespace configapi

@@ -15,6 +15,10 @@ std::string escape_dn_value(std::string_view text);
 // for itself.
 std::string escape_filter_value(std::string_view text);
 
+// Whether the text has only what attribute descriptions have (RFC 4512 section
+// 2.5). Others cannot be escaped: in a filter, "a=b" would be a and its value.
+bool is_attribute_name(std::string_view text);
+
 }  // namespace configapi
 
 #endif  // CONFIGAPI_ESCAPE_H_

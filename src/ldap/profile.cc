@@ -89,14 +89,15 @@ Counter next_counter(const SearchReq* entries) {
 // NOLINTBEGIN(readability-non-const-parameter)
 
 char* ldapClient::ldapGetProfileString(char* section, char* key, int* rc) try {
-  if (std::strlen(section) + std::strlen(key) > configapi::kMaxFilterNames) {
+  if (std::strlen(section) + std::strlen(key) > configapi::kMaxFilterNames ||
+      !configapi::is_attribute_name(key)) {
     *rc = configapi::public_code(configapi::SearchCode::kNotFound);
     return configapi::no_values_found();
   }
   return configapi::read_value(
       this, section, key,
-      "(&(cn=" + configapi::escape_filter_value(section) + ")(" +
-          configapi::escape_filter_value(key) + "=*)(objectclass=qxconfig))",
+      "(&(cn=" + configapi::escape_filter_value(section) + ")(" + key +
+          "=*)(objectclass=qxconfig))",
       rc);
 } catch (...) {
   *rc = configapi::public_code(configapi::SearchCode::kNotFound);
