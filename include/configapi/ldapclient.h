@@ -11,7 +11,9 @@
 // to a host, TLS included, and for sending, TIMEOUT (30 seconds) for an answer.
 // Resolving a host's name has the system's limits. A server that hangs up
 // raises no SIGPIPE in the host, and a signal that the host handles does not
-// end a wait. Referrals are not followed.
+// end a wait. Referrals are not followed. An answer that announces a message,
+// which is one entry of a search, of more than 16 MiB is no answer: the
+// connection is lost.
 //
 // A connection that is lost is replaced: by a new one to the hosts that it was
 // made to, bound as bindDN and bindPassword when it was bound so, which is

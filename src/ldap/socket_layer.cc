@@ -101,6 +101,9 @@ int add_layer(LDAP* /*ld*/, Sockbuf* socket, LDAPURLDesc* /*server*/,
               sockaddr* /*address*/, ldap_conncb* /*callbacks*/) {
   constexpr int kAboveSocket = LBER_SBIOD_LEVEL_PROVIDER + 1;
   constexpr milliseconds kUnknown{3000};
+  // What a message announces is reserved before the first byte of it has come.
+  ber_len_t largest = ber_len_t{16} << 20U;
+  ber_sockbuf_ctrl(socket, LBER_SB_OPT_SET_MAX_INCOMING, &largest);
   milliseconds limit = kUnknown;
   if (connecting != nullptr) {
     connecting->reached = true;

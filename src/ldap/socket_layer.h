@@ -21,6 +21,7 @@ namespace configapi {
 // - A read takes what is there. The LDAP library reads when something has come,
 //   and would then wait without a limit for the rest of a message; so it goes
 //   back to its own wait, which has one.
+// - A message that announces more than 16 MiB is an error, and no memory.
 // REQUIRES: LDAP_OPT_NETWORK_TIMEOUT is the limit or less.
 int connect_within(LDAP* ld, std::chrono::milliseconds limit,
                    std::chrono::milliseconds send_limit);
