@@ -64,13 +64,18 @@ std::vector<Difference> to_other(const std::string& other, const Tool& tool) {
 // None where the file is wrong; its faults have been reported then. A value
 // that is not allowed is a difference like any other.
 std::vector<Difference> to_file(const DiffOptions& options, Tool* tool) {
-  SettingsFile file(options.file);
-  if (!report_faults(file, {}, tool)) {
+  const SettingsFile file(options.file);
+  for (const FileFault& fault : file.faults()) {
+    tool->report(file.failure(fault));
+  }
+  if (!file.faults().empty()) {
     return {};
   }
   const Holdings now = holdings_of(tool->connection, tool->output);
-  file.judge(now);
-  return differences(now, file.wanted(),
+  auto wanted = file.wanted();
+  std::vector<FileFault> not_allowed;
+  judge_all(&wanted, now, &not_allowed);
+  return differences(now, wanted,
                      options.replace ? Unnamed::kGo : Unnamed::kStay);
 }
 

@@ -1,6 +1,7 @@
 // configapi import [FILE] [--replace] [-n] [--secrets]
 
 #include <CLI/App.hpp>
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,6 +18,18 @@ struct ImportOptions : EditOptions {
   bool replace = false;
 };
 
+// False when there are faults; each has been reported then.
+bool is_right(const SettingsFile& file, std::vector<FileFault> faults,
+              Tool* tool) {
+  std::stable_sort(
+      faults.begin(), faults.end(),
+      [](const FileFault& a, const FileFault& b) { return a.line < b.line; });
+  for (const FileFault& fault : faults) {
+    tool->report(file.failure(fault));
+  }
+  return faults.empty();
+}
+
 void warn_of_lost_secrets(const std::vector<Wanted>& wanted,
                           const Holdings& now, const Output& output) {
   for (const Wanted& one : wanted) {
@@ -28,25 +41,29 @@ void warn_of_lost_secrets(const std::vector<Wanted>& wanted,
 }
 
 void run(const ImportOptions& options, Tool* tool) {
-  SettingsFile file(options.file);
-  if (!file.faults().empty()) {
-    report_faults(file, file.judge(Holdings({})), tool);
+  const SettingsFile file(options.file);
+  std::vector<Wanted> wanted = file.wanted();
+  std::vector<FileFault> faults = file.faults();
+  if (!faults.empty()) {
+    judge_all(&wanted, Holdings({}), &faults);
+    is_right(file, faults, tool);
     return;
   }
   // More likely an export that failed than a wish.
-  if (options.replace && file.wanted().empty()) {
+  if (options.replace && wanted.empty()) {
     throw Failure(
         ExitCode::kNo,
         file.name() + " holds no setting: --replace would leave none");
   }
   Editor editor(options, tool);
   const Holdings now = editor.read();
-  if (!report_faults(file, file.judge(now), tool)) {
+  judge_all(&wanted, now, &faults);
+  if (!is_right(file, faults, tool)) {
     return;
   }
-  warn_of_lost_secrets(file.wanted(), now, tool->output);
-  const auto list = differences(
-      now, file.wanted(), options.replace ? Unnamed::kGo : Unnamed::kStay);
+  warn_of_lost_secrets(wanted, now, tool->output);
+  const auto list =
+      differences(now, wanted, options.replace ? Unnamed::kGo : Unnamed::kStay);
   for (const Difference& difference : list) {
     print(difference, options.secrets, tool->output);
   }

@@ -6,10 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <iterator>
-#include <utility>
 
-#include "commands.h"
 #include "file_descriptor.h"
 #include "nearest.h"
 #include "remark.h"
@@ -149,27 +146,6 @@ void SettingsFile::add_further(const IniLine& line, const Setting& setting) {
   }
 }
 
-std::vector<FileFault> SettingsFile::judge(const Holdings& now) {
-  std::vector<FileFault> faults;
-  for (Wanted& wanted : wanted_) {
-    if (values_now(now, wanted.setting) == wanted.values) {
-      continue;
-    }
-    for (std::string& value : wanted.values) {
-      const Verdict verdict = tool::judge(wanted.setting, value);
-      if (verdict.ok()) {
-        value = verdict.stored;
-      } else {
-        faults.push_back({wanted.line,
-                          address_of(wanted.setting) + ": " + verdict.why,
-                          {},
-                          verdict.code()});
-      }
-    }
-  }
-  return faults;
-}
-
 void SettingsFile::fault(const IniLine& line, const std::string& text) {
   faults_.push_back({line.number, text});
 }
@@ -180,17 +156,24 @@ Failure SettingsFile::failure(const FileFault& fault) const {
           fault.nearest};
 }
 
-bool report_faults(const SettingsFile& file, std::vector<FileFault> of_values,
-                   Tool* tool) {
-  std::vector<FileFault> all = file.faults();
-  std::move(of_values.begin(), of_values.end(), std::back_inserter(all));
-  std::stable_sort(
-      all.begin(), all.end(),
-      [](const FileFault& a, const FileFault& b) { return a.line < b.line; });
-  for (const FileFault& fault : all) {
-    tool->report(file.failure(fault));
+void judge_all(std::vector<Wanted>* all, const Holdings& now,
+               std::vector<FileFault>* faults) {
+  for (Wanted& wanted : *all) {
+    if (values_now(now, wanted.setting) == wanted.values) {
+      continue;
+    }
+    for (std::string& value : wanted.values) {
+      const Verdict verdict = judge(wanted.setting, value);
+      if (verdict.ok()) {
+        value = verdict.stored;
+      } else {
+        faults->push_back({wanted.line,
+                           address_of(wanted.setting) + ": " + verdict.why,
+                           {},
+                           verdict.code()});
+      }
+    }
   }
-  return all.empty();
 }
 
 }  // namespace configapi::tool

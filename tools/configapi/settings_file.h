@@ -34,15 +34,9 @@ class SettingsFile {
   // "standard input" or the path.
   [[nodiscard]] const std::string& name() const { return name_; }
 
-  // Puts the values into the form that is stored, and returns a fault for each
-  // that is not allowed. A directory may hold such values, and an export has
-  // them: what would stay as it is need not be right.
-  std::vector<FileFault> judge(const Holdings& now);
-
   // What could be read, in the file's order; each setting once.
   [[nodiscard]] const std::vector<Wanted>& wanted() const { return wanted_; }
 
-  // Lines that say nothing about the schema's settings.
   [[nodiscard]] const std::vector<FileFault>& faults() const { return faults_; }
 
   // "FILE:12: TEXT", for a line of the file.
@@ -62,12 +56,11 @@ class SettingsFile {
   std::set<std::string> values_;  // of the setting that was wanted last
 };
 
-struct Tool;
-
-// Reports a file's faults and those of its values in the order of their lines.
-// False when there are any.
-bool report_faults(const SettingsFile& file, std::vector<FileFault> of_values,
-                   Tool* tool);
+// Puts what is wanted into the form that is stored. Every line that is wrong
+// goes to `faults`. A directory may hold values that are not allowed, and an
+// export has them: what would stay as it is need not be right.
+void judge_all(std::vector<Wanted>* all, const Holdings& now,
+               std::vector<FileFault>* faults);
 
 }  // namespace configapi::tool
 
