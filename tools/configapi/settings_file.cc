@@ -173,6 +173,13 @@ void judge_all(std::vector<Wanted>* all, const Holdings& now,
                            verdict.code()});
       }
     }
+    const std::set<std::string> stored(wanted.values.begin(),
+                                       wanted.values.end());
+    if (stored.size() != wanted.values.size()) {
+      faults->push_back(
+          {wanted.line, address_of(wanted.setting) +
+                            ": values that are the same once they are stored"});
+    }
   }
 }
 
