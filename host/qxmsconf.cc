@@ -55,8 +55,12 @@ void add_name(Query* query, const char* name) {
 int on_entry(void* context, const char* section, const char* name,
              const char* value) try {
   auto* query = static_cast<Query*>(context);
+  if (*name == '\0') {
+    return 1;  // it would end a list of keys
+  }
   if (query->section == nullptr) {
-    if (*section != '\0') {  // lines before the first section have none
+    // Lines before the first section have none, and a cut name finds nothing.
+    if (*section != '\0' && std::strlen(section) <= kLongestSection) {
       add_name(query, section);
     }
   } else if (!same_name(section, query->section)) {

@@ -30,9 +30,9 @@ CONFIGAPI_EXPORT void LogMessage(int level, const char* source,
 // '=' or ':' between them, or a comment that ';' begins; a section's name of
 // more than 48 bytes is not found, and lines are cut at 1 MiB. Blanks around a
 // value and one pair of matching quotes are taken off. Of two equal keys the
-// first answers. A null section lists the names of all sections with keys, a
-// null key all keys of the section: each name with its NUL, one more NUL at
-// the end.
+// first answers. A null section lists the names of all sections with keys
+// that can be found, a null key all keys of the section: each name with its
+// NUL, one more NUL at the end.
 //
 // Returns the number of bytes stored without the terminating NUL. A value that
 // does not fit is cut to size - 1 bytes, which is then the result; a list that
