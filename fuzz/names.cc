@@ -247,14 +247,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
     name_address(fuzz::exact_copy(rest).get());
     return 0;
   }
-  const auto take_line = [&rest] {
-    const std::string_view line = rest.substr(0, rest.find('\n'));
-    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
-    return fuzz::exact_copy(line);
-  };
   Texts texts;
-  texts.section = take_line();
-  texts.key = take_line();
+  texts.section = fuzz::take_line(&rest);
+  texts.key = fuzz::take_line(&rest);
   texts.value = fuzz::exact_copy(rest);
   cConfig client;
   const fuzz::Peer peer(&client);

@@ -36,6 +36,13 @@ inline std::unique_ptr<char[]> exact_copy(std::string_view text) {
   return copy;
 }
 
+// Takes the first line, which needs no end, off the text.
+inline std::unique_ptr<char[]> take_line(std::string_view* text) {
+  const std::string_view line = text->substr(0, text->find('\n'));
+  text->remove_prefix(std::min(line.size() + 1, text->size()));
+  return exact_copy(line);
+}
+
 // A file in memory, which goes with its last descriptor.
 class MemoryFile {
  public:
