@@ -19,7 +19,13 @@ std::string named(const Setting& setting, const std::string& value) {
 Verdict by_type(const Setting& setting, const std::string& value) {
   Verdict verdict;
   verdict.stored = value;
-  const int answer = valid8_type(setting.key->type, verdict.stored.data());
+  int answer = valid8_type(setting.key->type, verdict.stored.data());
+  if (answer == 0 && verdict.stored != value) {
+    // Blanks in place of \" may leave a quote without its other one, and the
+    // gateway would refuse what it stored itself.
+    std::string again = verdict.stored;
+    answer = valid8_type(setting.key->type, again.data());
+  }
   if (answer == 1) {
     verdict.flaw = Flaw::kNotWritable;
     verdict.why =
