@@ -74,13 +74,16 @@ std::string address_of(const Setting& setting) {
 }
 
 std::vector<Setting> all_settings() {
-  std::vector<Setting> settings;
-  for (const cfgSection* section = cfgTable; *section->name != '\0';
-       ++section) {
-    const auto keys = keys_of(*section);
-    settings.insert(settings.end(), keys.begin(), keys.end());
-  }
-  return settings;
+  static const std::vector<Setting> all = [] {
+    std::vector<Setting> settings;
+    for (const cfgSection* section = cfgTable; *section->name != '\0';
+         ++section) {
+      const auto keys = keys_of(*section);
+      settings.insert(settings.end(), keys.begin(), keys.end());
+    }
+    return settings;
+  }();
+  return all;
 }
 
 std::vector<Setting> settings_of(std::string_view section) {
