@@ -41,7 +41,7 @@ std::string memory_of(const std::string& process) {
     char* behind = nullptr;
     const auto begin = std::strtoull(line.c_str(), &behind, 16);
     const auto end = std::strtoull(behind + 1, &behind, 16);
-    if (line.compare(behind - line.c_str(), 3, " rw") == 0) {
+    if (line.find(" rw") != std::string::npos) {
       const std::size_t had = bytes.size();
       bytes.resize(had + (end - begin));
       memory.clear();
