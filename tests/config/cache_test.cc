@@ -1,9 +1,7 @@
 #include <configapi/config.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <string>
-#include <thread>
 #include <vector>
 
 #ifdef __SANITIZE_ADDRESS__
@@ -111,40 +109,6 @@ TEST_F(Cache, InitForgetsWithoutReleasing) {
   EXPECT_EQ(cached("S", "key"), "-");
   AddCache("S", "key", "again", 2);
   EXPECT_EQ(cached("S", "key"), "again 2");
-}
-
-// Readers, writers and refreshers on one cache: a reader sees a whole value
-// of its own key or none. The thread sanitizer watches the rest.
-TEST_F(Cache, ServesManyThreadsAtOnce) {
-  std::atomic<int> wrong{0};
-  std::vector<std::thread> threads;
-  const auto often = [&threads](auto work) {
-    threads.emplace_back([work] {
-      for (int i = 0; i < 2000; ++i) {
-        work(i);
-      }
-    });
-  };
-  for (const std::string key : {"alpha", "beta"}) {
-    for (int reader = 0; reader < 2; ++reader) {
-      often([key, &wrong](int) {
-        const std::string value = cached("S", key.c_str());
-        wrong += value != "-" && !value.starts_with(key + "=") ? 1 : 0;
-      });
-    }
-    often([key](int i) {
-      AddCache("S", key.c_str(), (key + "=" + std::to_string(i)).c_str(), 2);
-    });
-  }
-  often([](int i) {
-    if (i % 10 == 0) {
-      ClearCache();
-    }
-  });
-  for (auto& thread : threads) {
-    thread.join();
-  }
-  EXPECT_EQ(wrong, 0);
 }
 
 }  // namespace

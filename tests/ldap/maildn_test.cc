@@ -4,8 +4,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "support/client_text.h"
 
@@ -128,30 +126,6 @@ TEST_F(MailDn, NeverCutsAName) {
     ASSERT_EQ(block[i], '\0');
   }
   client.free(block);
-}
-
-TEST_F(MailDn, EveryThreadHasItsBuffer) {
-  const char* mine = client.CreateDNFromMail(Text("joe@a.b"));
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 8; ++i) {
-    threads.emplace_back([mine, i] {
-      ldapClient own;
-      const std::string domain = "d" + std::to_string(i);
-      const Text address("joe@" + domain);
-      const char* first = own.CreateDNFromMail(address);
-      EXPECT_NE(first, mine);
-      for (int round = 0; round < 200; ++round) {
-        const char* name = own.CreateDNFromMail(address);
-        EXPECT_EQ(name, first);
-        EXPECT_EQ(name, "mail=joe@" + domain + ",dc=" + domain);
-      }
-    });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
-  EXPECT_STREQ(mine, "mail=joe@a.b,dc=a,dc=b");
-  EXPECT_EQ(client.CreateDNFromMail(Text("x@y")), mine);
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <iterator>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "lineio/files.h"
@@ -113,37 +112,6 @@ TEST_F(LineIo, ManyFilesAreToldApart) {
     EXPECT_EQ(fileclose(handle), 1);
     EXPECT_EQ(getfpos(handle), -1);
   }
-}
-
-// Descriptor numbers wander between threads all the time.
-TEST_F(LineIo, ThreadsDoNotDisturbOneAnother) {
-  constexpr int kThreads = 8;
-  constexpr int kRounds = 150;
-  const auto work = [this](int number) {
-    const std::string path = folder.path("file" + std::to_string(number));
-    const std::string line =
-        std::string(60, static_cast<char>('a' + number)) + "\n";
-    for (int round = 0; round < kRounds; ++round) {
-      const int out = create_file(path, Mode::kWriteBuffered);
-      for (int i = 0; i < 100; ++i) {
-        ASSERT_EQ(put(out, line), 1);
-      }
-      ASSERT_EQ(fileclose(out), 1);
-      const int in = open_file(path, Mode::kRead);
-      for (int i = 0; i < 100; ++i) {
-        ASSERT_EQ(get(in), line);
-      }
-      ASSERT_EQ(inch(in), -1);
-      ASSERT_EQ(getfpos(-1 - number), -1);
-      ASSERT_EQ(fileclose(in), 1);
-    }
-  };
-  std::vector<std::jthread> threads;
-  for (int number = 0; number < kThreads; ++number) {
-    threads.emplace_back(work, number);
-  }
-  threads.clear();  // which joins them
-  EXPECT_LE(thread_file_pool->count, kThreads);
 }
 
 }  // namespace

@@ -9,8 +9,6 @@
 #include <ctime>
 #include <map>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "rfc822/header_fixture.h"
 #include "rfc822/line_ends.h"
@@ -324,25 +322,6 @@ TEST(ParseHdr, MindsNoEdge) {
       const std::string wide = test::widen(message, blanks);
       ASSERT_EQ(parse(wide, Detail::kAll), expected) << blanks;
     }
-  }
-}
-
-TEST(ParseHdr, RunsInManyThreads) {
-  const std::string expected = parse(kAllKinds, Detail::kAll).record;
-  std::vector<std::jthread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&expected] {
-      const HeaderFile file(kAllKinds);
-      for (int round = 0; round < 200; ++round) {
-        setfpos(file.handle(), 0);
-        const HeaderOwner header(New822Header());
-        unsigned lines = 0;
-        ASSERT_EQ(ParseHdr(file.handle(), header.get(), &lines, &lines), 1);
-        ASSERT_EQ(tell(*header, Detail::kAll), expected);
-        const HeaderOwner undated(New822Header());
-        ASSERT_EQ(ParseLine("Date: x", undated.get()), 12);
-      }
-    });
   }
 }
 

@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "exact_text.h"
@@ -265,19 +264,6 @@ TEST(RecipParse, ReadsLongHostileLists) {
               (row.kept ? pieces : 0) + row.others)
         << row.piece << row.tail;
     Clear_RT(&table);
-  }
-}
-
-TEST(RecipParse, ServesManyThreads) {
-  std::vector<std::jthread> threads;
-  for (const std::string name : {"a", "b", "c", "d"}) {
-    threads.emplace_back([name] {
-      for (int i = 0; i < 2000; ++i) {
-        EXPECT_EQ(addresses("X (y) <" + name + "@" + name + ">, no good, (c)" +
-                            name + ", g:" + name + ";"),
-                  name + "@" + name + " " + name + " g: " + name + ";");
-      }
-    });
   }
 }
 
