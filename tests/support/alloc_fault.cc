@@ -9,31 +9,31 @@
 
 namespace {
 
-thread_local int allocations_left = 0;  // 0: nothing is to fail
+thread_local bool counting = false;
+thread_local int counted = 0;
+thread_local int first_to_fail = 0;
 thread_local bool goes_on = false;
-thread_local bool fault_happened = false;
 
 bool fails_now() {
-  if (allocations_left == 0 || --allocations_left > 0) {
+  if (!counting) {
     return false;
   }
-  fault_happened = true;
-  allocations_left = goes_on ? 1 : 0;
-  return true;
+  ++counted;
+  return counted == first_to_fail || (goes_on && counted > first_to_fail);
 }
 
 // The host's own allocations are neither counted nor failed.
 class Pause {
  public:
-  Pause() : left_(std::exchange(allocations_left, 0)) {}
-  ~Pause() { allocations_left = left_; }
+  Pause() : before_(std::exchange(counting, false)) {}
+  ~Pause() { counting = before_; }
   Pause(const Pause&) = delete;
   Pause& operator=(const Pause&) = delete;
   Pause(Pause&&) = delete;
   Pause& operator=(Pause&&) = delete;
 
  private:
-  int left_;
+  bool before_;
 };
 
 }  // namespace
@@ -98,17 +98,18 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept {
 namespace test {
 
 AllocFault::AllocFault(int n, Failing failing) {
-  fault_happened = false;
+  first_to_fail = n;
   goes_on = failing == Failing::kAllFrom;
-  allocations_left = n;
+  counted = 0;
+  counting = true;
 }
 
 AllocFault::~AllocFault() {
-  allocations_left = 0;
+  counting = false;
 }
 
-bool AllocFault::happened() {
-  return fault_happened;
+int AllocFault::count() {
+  return counted;
 }
 
 }  // namespace test

@@ -12,7 +12,7 @@ namespace test {
 enum class Failing { kOne, kAllFrom };
 
 // While it lives, the n-th allocation of this thread (counted from 1) fails,
-// and those behind it as well, if they are to.
+// and those behind it as well, if they are to; none if n is 0 and one is to.
 class AllocFault {
  public:
   explicit AllocFault(int n, Failing failing = Failing::kOne);
@@ -22,9 +22,9 @@ class AllocFault {
   AllocFault(AllocFault&&) = delete;
   AllocFault& operator=(AllocFault&&) = delete;
 
-  // Whether the n-th allocation came, and so failed. Loop n = 1, 2, ... until
-  // it did not.
-  static bool happened();
+  // How many there were while the last one lived. Loop n = 1, 2, ... until
+  // they are less than n.
+  static int count();
 };
 
 }  // namespace test

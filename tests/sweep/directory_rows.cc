@@ -98,21 +98,7 @@ int search(Host& host) {
   return rc;
 }
 
-int read(Host& host) {
-  const HeapText value(
-      host.client.ldapGetProfileString(host.section, host.key));
-  return value != nullptr ? 0 : 1;
-}
-
-int read_with_code(Host& host) {
-  int rc = -1;
-  const HeapText value(
-      host.client.ldapGetProfileString(host.section, host.key, &rc));
-  EXPECT_EQ(value != nullptr, rc == 0);
-  return rc;
-}
-
-// "result value type", and what is cached then.
+// What is delivered, and whether it is cached then.
 std::string read_setting(const Out& out) {
   Host host(server());
   char value[16] = "kept";
@@ -129,17 +115,6 @@ std::string read_setting(const Out& out) {
                      : " -");
 }
 
-std::string read_string(const Out& out) {
-  Host host(server());
-  char value[512] = "kept";
-  int status = 99;
-  out([&] {
-    host.client.ldapGetConfigString(kName.c_str(), "HelpFile", value, nullptr,
-                                    &status);
-  });
-  return host.told(status) + " " + value;
-}
-
 // The cache is dropped, whatever becomes of the write.
 std::string write_setting(const Out& out) {
   Host host(server());
@@ -151,14 +126,6 @@ std::string write_setting(const Out& out) {
   });
   unsigned long type = 0;
   EXPECT_EQ(LookupCache("S", "key", value, 3, &type), 1);
-  return host.told(result);
-}
-
-std::string connection(const Out& out) {
-  Host host(server());
-  int result = 99;
-  out([&] { result = host.connect(); });
-  EXPECT_EQ(host.client.ld != nullptr, result == 0);
   return host.told(result);
 }
 
@@ -196,12 +163,27 @@ std::vector<Row> directory_rows() {
   const std::set<std::string> unread = {no_entries, "1, 0" + no_value,
                                         "1, 1" + no_value};
   return {
-      {"ldapClient::ldapClientConnect",
-       connection,
-       {"4, 0" + error + "ldap_open error: errno=12"}},
+      calling("ldapClientConnect", [](Host& host) { return host.connect(); },
+              {"4, 0" + error + "ldap_open error: errno=12"}),
       calling("ldapClientSearch", search, {no_entries}),
-      calling("ldapGetProfileString", read, unread),
-      calling("ldapGetProfileString", read_with_code, unread),
+      calling(
+          "ldapGetProfileString",
+          [](Host& host) {
+            const HeapText value(
+                host.client.ldapGetProfileString(host.section, host.key));
+            return value != nullptr ? 0 : 1;
+          },
+          unread),
+      calling(
+          "ldapGetProfileString",
+          [](Host& host) {
+            int rc = -1;
+            const HeapText value(
+                host.client.ldapGetProfileString(host.section, host.key, &rc));
+            EXPECT_EQ(value != nullptr, rc == 0);
+            return rc;
+          },
+          unread),
       calling("ldapClientAdd",
               [](Host& host) {
                 return host.client.ldapClientAdd(host.dn, host.values.list());
@@ -226,10 +208,7 @@ std::vector<Row> directory_rows() {
               },
               {"-1, 0" + error + "ldapWriteProfileString failed",
                "-1, 1" + error + "ldap_search failed", "-1, 1" + no_modify}),
-      {"cConfig::ldapGetConfigString",
-       read_string,
-       {"1, 0" + nothing + " kept", no_entries + " kept"}},
-      {"cConfig::CONFIGReadData",
+      {"cConfig::CONFIGReadData cConfig::ldapGetConfigString",
        read_setting,
        {"5, 0 kept -", "3, 0" + nothing + " kept -",
         "3, 1" + error + "ldap_search failed kept -", "0, 1 x -"}},

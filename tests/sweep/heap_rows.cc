@@ -24,88 +24,63 @@ namespace {
 
 using configapi::HeapText;
 
+// The result of a call that memory is out for.
+template <typename Call>
+auto result_of(const Out& out, Call call) {
+  decltype(call()) result{};
+  out([&] { result = call(); });
+  return result;
+}
+
+// A call that makes something, or null, and what releases that.
+template <typename Make, typename Release>
+Row making(std::string names, Make make, Release release,
+           std::set<std::string> failures = {"null"}) {
+  const auto tell = [=](const Out& out) {
+    auto* const made = result_of(out, make);
+    std::string told = made != nullptr ? "made" : "null";
+    release(made);
+    return told;
+  };
+  return {std::move(names), tell, std::move(failures)};
+}
+
 std::string text_or_null(const char* text) {
   return text != nullptr ? text : "null";
 }
 
-// Texts.
-
-template <char* (*kCall)(char*)>
-std::string copy(const Out& out) {
-  const Text text("cn=Joe");
-  HeapText result;
-  out([&] { result.reset(kCall(text)); });
-  return text_or_null(result.get());
-}
-
 // In a thread of its own, whose buffer is not made yet.
-template <char* (ldapClient::*kCall)(char*), bool kOwned>
-std::string name(const Out& out) {
+std::string name_in_buffer(const Out& out) {
   std::string told;
   std::thread([&] {
-    ldapClient client;
     const Text address("j@a.b");
-    char* result = nullptr;
-    out([&] { result = (client.*kCall)(address); });
-    told = text_or_null(result);
-    if (kOwned) {
-      client.free(result);
-    }
+    told = text_or_null(
+        result_of(out, [&] { return ldapClient().CreateDNFromMail(address); }));
   }).join();
-  return told;
-}
-
-std::string list_of_one(const Out& out) {
-  const Text text("mail");
-  char** list = nullptr;
-  out([&] { list = get_list(text); });
-  const std::string told = list != nullptr ? list[0] : "null";
-  free_getlist(list);
-  return told;
-}
-
-std::string modifications(const Out& out) {
-  AttrRecords values({{1, "cn", "Joe"}, {2, "sn", ""}});
-  ldapmod** mods = nullptr;
-  out([&] { mods = get_modlist(values.list(), -1); });
-  const std::string told = mods != nullptr ? "array" : "null";
-  free_modlist(mods);
-  return told;
-}
-
-template <auto kMake, auto kRelease>
-std::string record(const Out& out) {
-  decltype(kMake()) made = nullptr;
-  out([&] { made = kMake(); });
-  const std::string told = made != nullptr ? "record" : "null";
-  kRelease(made);
   return told;
 }
 
 std::string replaced_text(const Out& out) {
   char* field = nullptr;
   AssignRp("old", &field);
-  int result = -1;
-  out([&] { result = AssignRp("new", &field); });
+  const int result = result_of(out, [&] { return AssignRp("new", &field); });
   const HeapText owner(field);
   return std::to_string(result) + " " + text_or_null(field);
 }
 
 template <int (*kParse)(const char*, UTC_DATE**)>
-std::string date(const Out& out) {
-  UTC_DATE stale{};
-  UTC_DATE* record = &stale;
-  int result = -1;
-  out([&] {
-    result = kParse(kParse == rfc2UTC ? "Mon, 16 Nov 1998 15:48:37 -0500"
-                                      : "Mon Nov 16 15:48:37 1998",
-                    &record);
-  });
-  const configapi::HeapPtr<UTC_DATE> owner(record);
-  return std::to_string(result) + (record != nullptr ? " date" : " null");
+Row date(const char* name, const char* text) {
+  return making(
+      name,
+      [text] {
+        UTC_DATE stale{};
+        UTC_DATE* record = &stale;
+        const int result = kParse(text, &record);
+        EXPECT_EQ(result == 1, record != nullptr);
+        return record;
+      },
+      std::free);
 }
-
-// Recipients.
 
 // A "?" stands behind one that lacks its text as written.
 std::string shown(const RecipTable& table) {
@@ -120,8 +95,8 @@ std::string shown(const RecipTable& table) {
 std::string recipients(const Out& out) {
   const Text list("Joe <a@b> (n), no address, T: x@y;");
   RecipTable table{};
-  unsigned count = 99;
-  out([&] { count = RecipParse(list, &table, 1); });
+  const auto count =
+      result_of(out, [&] { return RecipParse(list, &table, 1); });
   std::string told = std::to_string(count) + shown(table);
   Clear_RT(&table);
   return told;
@@ -130,8 +105,7 @@ std::string recipients(const Out& out) {
 std::string table_of_recipients(const Out& out) {
   const Text list("a@b");
   RecipTable* table = nullptr;
-  unsigned count = 99;
-  out([&] { count = AddParse(list, &table); });
+  const auto count = result_of(out, [&] { return AddParse(list, &table); });
   std::string told = std::to_string(count) + (table ? shown(*table) : " null");
   Clear_RT(table);
   std::free(table);
@@ -179,9 +153,8 @@ std::string header(const Out& out) {
   LogCapture log;
   unsigned lines = 0;
   unsigned status_line = 0;
-  int result = -1;
-  out([&] {
-    result = ParseHdr(file.handle(), header.get(), &lines, &status_line);
+  const int result = result_of(out, [&] {
+    return ParseHdr(file.handle(), header.get(), &lines, &status_line);
   });
   std::string told = std::to_string(result) + first_line(log);
   expect_part_of_message(tell(*header));
@@ -200,16 +173,14 @@ Row header_line(const char* line, std::set<std::string> failures) {
   const auto tell = [line](const Out& out) {
     const HeaderOwner header(New822Header());
     LogCapture log;
-    int code = 99;
-    out([&] { code = ParseLine(line, header.get()); });
+    const int code =
+        result_of(out, [&] { return ParseLine(line, header.get()); });
     return std::to_string(code) + first_line(log) + test::tell(*header);
   };
   return {"ParseLine", tell, failures};
 }
 
 // Settings.
-
-// What is cached, and the number of what is not.
 std::string cached(const char* key) {
   char value[16] = "kept";
   unsigned long type = 0;
@@ -224,8 +195,8 @@ std::string cache(const Out& out) {
   if (kPresent) {
     AddCache("S", "key", "old", 2);
   }
-  int result = -1;
-  out([&] { result = AddCache("S", "key", "value", 2); });
+  const int result =
+      result_of(out, [] { return AddCache("S", "key", "value", 2); });
   std::string told = std::to_string(result) + cached("key") + cached("other");
   ClearCache();
   return told;
@@ -235,8 +206,8 @@ std::string valid_address(const Out& out) {
   const Text section("Options");
   const Text key("TryReverseSeparator");
   const Text address("Joe <a@b>");
-  int result = 99;
-  out([&] { result = valid8(section, key, address); });
+  const int result =
+      result_of(out, [&] { return valid8(section, key, address); });
   return std::to_string(result) + " " + static_cast<char*>(address);
 }
 
@@ -244,10 +215,9 @@ std::string read_table(const Out& out) {
   cConfig config;
   char value[16] = "kept";
   unsigned long type = 99;
-  int result = -1;
-  out([&] {
-    result = config.CONFIGReadData("Options", "LdapServer", nullptr, value,
-                                   sizeof value, &type);
+  const int result = result_of(out, [&] {
+    return config.CONFIGReadData("Options", "LdapServer", nullptr, value,
+                                 sizeof value, &type);
   });
   return std::to_string(result) + " " + value + " " + std::to_string(type);
 }
@@ -261,16 +231,14 @@ auto open_descriptors() {
 
 std::string pool_start(const Out& out) {
   TerminateLineIO();
-  int result = 99;
-  out([&] { result = InitLineIO(); });
+  const int result = result_of(out, InitLineIO);
   return std::to_string(result) + (thread_file_pool != nullptr ? "" : " null");
 }
 
 std::string pool_entry(const Out& out) {
   FilePool pool{};
   OBX_FILE* file = NewOBX_FILE();
-  int result = 99;
-  out([&] { result = AddToFilePool(&pool, file); });
+  const int result = result_of(out, [&] { return AddToFilePool(&pool, file); });
   std::string told = std::to_string(result) + " " + std::to_string(pool.count);
   DelOBX_FILE(&file);
   std::free(pool.first);
@@ -287,8 +255,7 @@ Row opening(const char* name, OBX_FILE* (*open)(char*),
     TerminateLineIO();
     InitLineIO();
     const auto before = open_descriptors();
-    OBX_FILE* file = nullptr;
-    out([&] { file = open(path); });
+    OBX_FILE* file = result_of(out, [&] { return open(path); });
     std::string told = file != nullptr ? "open " : "none ";
     told += std::to_string(open_descriptors() - before) + first_line(log);
     if (file != nullptr && thread_file_pool->count == 0) {
@@ -307,26 +274,35 @@ OBX_FILE* file_of(std::intptr_t handle) {
 }  // namespace
 
 std::vector<Row> heap_rows() {
+  static const Text text("cn=Joe");
+  static const Text address("j@a.b");
+  static AttrRecords values({{1, "cn", "Joe"}, {2, "sn", ""}});
+  // What a recipient's text that no name has needs is not missed.
+  const std::set<std::string> some = {"null", kSame};
   return {
-      {"dn_check", copy<dn_check>, {"null"}},
-      {"parse_keyname", copy<parse_keyname>, {"null"}},
-      {"get_list", list_of_one, {"null"}},
-      {"get_modlist", modifications, {"null"}},
-      // What a recipient's text that no name has needs is not missed.
-      {"ldapClient::GetSuffix",
-       name<&ldapClient::GetSuffix, true>,
-       {"null", kSame}},
-      {"ldapClient::Mail2DN",
-       name<&ldapClient::Mail2DN, true>,
-       {"null", kSame}},
-      {"ldapClient::CreateDNFromMail",
-       name<&ldapClient::CreateDNFromMail, false>,
-       {"null", kSame}},
-      {"New822Header", record<New822Header, Free822Header>, {"null"}},
-      {"AllocateRecipient", record<AllocateRecipient, std::free>, {"null"}},
+      making(
+          "dn_check", [] { return dn_check(text); }, std::free),
+      making(
+          "parse_keyname", [] { return parse_keyname(text); }, std::free),
+      making(
+          "get_list", [] { return get_list(text); }, free_getlist),
+      making(
+          "get_modlist", [] { return get_modlist(values.list(), -1); },
+          free_modlist),
+      making(
+          "ldapClient::GetSuffix",
+          [] { return ldapClient().GetSuffix(address); }, std::free, some),
+      making(
+          "ldapClient::Mail2DN", [] { return ldapClient().Mail2DN(address); },
+          std::free, some),
+      {"ldapClient::CreateDNFromMail", name_in_buffer, some},
+      making("New822Header", New822Header, Free822Header),
+      making("AllocateRecipient", AllocateRecipient, std::free),
+      making("NewOBX_FILE", NewOBX_FILE,
+             [](OBX_FILE* file) { DelOBX_FILE(&file); }),
+      date<rfc2UTC>("rfc2UTC", "Mon, 16 Nov 1998 15:48:37 -0500"),
+      date<ctime2UTC>("ctime2UTC", "Mon Nov 16 15:48:37 1998"),
       {"AssignRp", replaced_text, {"0 null"}},
-      {"rfc2UTC", date<rfc2UTC>, {"0 null"}},
-      {"ctime2UTC", date<ctime2UTC>, {"0 null"}},
       {"RecipParse OBX_RecipParse ST_RecipParse",
        recipients,
        {"0", "0 a@b", "0 a@b?", "1 a@b", "1 T: x@y;", "2 a@b? T: x@y;",
@@ -348,9 +324,6 @@ std::vector<Row> heap_rows() {
       {"valid8 valid8_type", valid_address, {"-1 Joe <a@b>", kSame}},
       {"cConfig::CONFIGReadData", read_table, {"5 kept 99"}},
       {"InitLineIO", pool_start, {"-1 null"}},
-      {"NewOBX_FILE",
-       record<NewOBX_FILE, [](OBX_FILE* file) { DelOBX_FILE(&file); }>,
-       {"null"}},
       {"AddToFilePool", pool_entry, {"-1 0"}},
       opening("fileopen",
               [](char* path) { return file_of(fileopen(path, 0, 0)); },
