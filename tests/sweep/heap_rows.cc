@@ -148,6 +148,7 @@ void expect_part_of_message(const std::string& record) {
 
 // The record goes on taking headers, and the file stands where it ought.
 std::string header(const Out& out) {
+  InitLineIO();  // which an earlier row may have ended
   const HeaderFile file(kMessage);
   const HeaderOwner header(New822Header());
   LogCapture log;
