@@ -5,11 +5,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <thread>
 
@@ -25,51 +27,45 @@ using configapi::tool::PendingRecords;
 using test::AttrRecords;
 using test::Text;
 
-// Records of one entry, "+" for an add, "-" for a delete, else a change; then
-// "what it is now", and of each whether it holds once patience has ended.
+// A record of one entry from "3<2": a change of number 3, of what had number 2
+// before; behind "+" an add, behind "-" a delete.
+LogRecord record_of(std::string text) {
+  LogRecord record;
+  record.entry = "e";
+  record.kind = text[0] == '+'   ? LogRecord::Kind::kAdd
+                : text[0] == '-' ? LogRecord::Kind::kDelete
+                                 : LogRecord::Kind::kModify;
+  text.erase(0, record.kind == LogRecord::Kind::kModify ? 0 : 1);
+  const std::size_t at = std::min(text.find('<'), text.size());
+  record.csn = text.substr(0, at);
+  record.before = text.substr(std::min(at + 1, text.size()));
+  return record;
+}
+
 TEST(PendingRecords, HoldWhenTheEntryBearsThemOut) {
-  struct Row {
+  const struct {
     const char* what;
-    std::vector<std::array<std::string, 3>> records;  // kind, number, before
-    const char* now;                                  // "" for no entry
-    std::string at_once;
-    std::string late;
+    const char* records;
+    const char* now;      // the number of what is there, "" for no entry
+    const char* at_once;  // of each record in turn, whether it holds
+    const char* late;     // and what is told once patience has ended
+  } rows[] = {
+      {"a row of changes", "2<1 3<2", "3", "yy", ""},
+      {"taken back, then changed", "2<1 3<1", "3", "ny", ""},
+      {"taken back, or still open", "2<1 3<2", "2", "y", "n"},
+      {"the last one is still to come", "2<1", "3", "", "y"},
+      {"made and gone", "+2 3<2 -4<3", "", "yyy", ""},
+      {"made again", "-2<1 +3", "3", "yy", ""},
+      {"never made", "+2", "", "", "n"},
+      {"before is not told", "2 3", "3", "yy", ""},
   };
-  const Row rows[] = {
-      {"a row of changes", {{"", "2", "1"}, {"", "3", "2"}}, "3", "yy", ""},
-      {"taken back, then changed",
-       {{"", "2", "1"}, {"", "3", "1"}},
-       "3",
-       "ny",
-       ""},
-      {"taken back, or still open",
-       {{"", "2", "1"}, {"", "3", "2"}},
-       "2",
-       "y",
-       "n"},
-      {"the last one is still to come", {{"", "2", "1"}}, "3", "", "y"},
-      {"made and gone",
-       {{"+", "2", ""}, {"", "3", "2"}, {"-", "4", "3"}},
-       "",
-       "yyy",
-       ""},
-      {"made again", {{"-", "2", "1"}, {"+", "3", ""}}, "3", "yy", ""},
-      {"never made", {{"+", "2", ""}}, "", "", "n"},
-      {"before is not told", {{"", "2", ""}, {"", "3", ""}}, "3", "yy", ""},
-  };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
     PendingRecords pending;
     const PendingRecords::Time start;
-    for (const auto& [kind, csn, before] : row.records) {
-      LogRecord record;
-      record.kind = kind == "+"   ? LogRecord::Kind::kAdd
-                    : kind == "-" ? LogRecord::Kind::kDelete
-                                  : LogRecord::Kind::kModify;
-      record.csn = csn;
-      record.before = before;
-      record.entry = "e";
-      pending.add(record, start);
+    std::istringstream records(row.records);
+    for (std::string record; records >> record;) {
+      pending.add(record_of(record), start);
     }
     configapi::tool::PresentEntries present;
     if (*row.now != '\0') {
