@@ -16,7 +16,10 @@ trap 'rm -rf "$scratch"' EXIT
 
 if (($# > 2)); then
   if [[ ! -s $CONFIGAPI_TEST_DIRECTORY ]]; then
-    [[ $CONFIGAPI_REQUIRE_DIRECTORY == 1 ]] && exit 1
+    if [[ $CONFIGAPI_REQUIRE_DIRECTORY == 1 ]]; then
+      echo "no directory server was started"
+      exit 1
+    fi
     echo "skipped: slapd is not installed"
     exit 0
   fi
