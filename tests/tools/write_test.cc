@@ -15,7 +15,9 @@
 
 #include "changes.h"
 #include "link.h"
-#include "tools/directory_tool.h"
+#include "support/client_test.h"
+#include "support/temp_folder.h"
+#include "tools/run_tool.h"
 
 namespace {
 
@@ -37,13 +39,26 @@ Setting setting(const std::string& address) {
   return configapi::tool::require_addressed(address).front();
 }
 
-class WriteTest : public test::DirectoryToolTest {
+class WriteTest : public test::ClientTest {
  protected:
   void SetUp() override {
-    DirectoryToolTest::SetUp();
-    if (!IsSkipped() && !HasFailure()) {
-      link_.emplace(connection(), output_);
+    ClientTest::SetUp();
+    if (IsSkipped() || HasFailure()) {
+      return;
     }
+    // The file's one line feed is not part of the password.
+    surroundings_.names = {
+        {"CONFIGAPI_HOST", directory().host()},
+        {"CONFIGAPI_PORT", std::to_string(directory().port())},
+        {"CONFIGAPI_BINDDN", directory().bind_dn()},
+        {"CONFIGAPI_PASSFILE",
+         folder_.write("password", directory().password() + "\n")},
+        {"CONFIGAPI_TIMEOUT", "20"}};
+    link_.emplace(connection(), output_);
+  }
+
+  [[nodiscard]] test::ToolRun run(const std::string& line) const {
+    return run_tool(line, surroundings_);
   }
 
   [[nodiscard]] configapi::tool::Connection connection() const {
@@ -118,6 +133,9 @@ class WriteTest : public test::DirectoryToolTest {
     }
     return {ExitCode::kDone, "no failure"};
   }
+
+  test::Surroundings surroundings_;
+  const test::TempFolder folder_;
 
  private:
   const configapi::tool::Output output_{};
