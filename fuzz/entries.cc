@@ -236,8 +236,7 @@ void ask_and_change(cConfig* client) {
 // OpenLDAP 2.5 loses a request whose answer it cannot decode. What we forget
 // ourselves is still found: none of it comes from its allocator.
 // NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c): the sanitizer's
-extern "C" [[gnu::visibility("default")]] const char*
-__lsan_default_suppressions() {
+extern "C" CONFIGAPI_EXPORT const char* __lsan_default_suppressions() {
   return "leak:liblber";
 }
 

@@ -30,9 +30,10 @@ std::string read(const char* section, const char* key, std::size_t size,
     return {};
   }
   require(length < size && buffer[length] == '\0');
-  const std::string text(buffer.data(), length);
+  std::string text(buffer.data(), length);
   require(text == std::string_view(again.data(), length));
-  require((section == nullptr || key == nullptr) || text == text.c_str());
+  require(section == nullptr || key == nullptr ||
+          text.find('\0') == std::string::npos);
   return text;
 }
 
