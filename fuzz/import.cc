@@ -90,6 +90,7 @@ Holdings changed(const Holdings& now, const std::vector<Difference>& list) {
     }
   }
   std::vector<Entry> all;
+  all.reserve(entries.size());
   for (const auto& [section, entry] : entries) {
     all.push_back(entry);
   }
