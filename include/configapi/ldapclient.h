@@ -18,15 +18,16 @@
 // A connection that is lost is replaced: by a new one to the hosts that it was
 // made to, bound as bindDN and bindPassword when it was bound so, which is
 // logged at level 6 ("reconnected to URI"). A search or compare that finds its
-// connection lost is then sent again, once. Other requests may change something
-// and are never sent twice; but a connection that the server has closed before
-// is replaced first. So is one whose server did not answer in time, unless it
-// answers a short question before the next request. Where no host can be had
-// the operation fails as if the connection were still the old one, and the next
-// one tries again. A search's own limit holds for each step of this, too. So
-// `ld` may change in any operation: a copy of an object shares its connection,
-// and only one of the two may be used. A host that binds through `ld` itself is
-// not bound again.
+// connection lost is then sent again, once; so is one that is not answered in
+// time, to another host of a list, which doubles the wait. Other requests may
+// change something and are never sent twice; but a connection that the server
+// has closed before is replaced first. So is one whose server did not answer in
+// time, unless it answers a short question before the next request. Where no
+// host can be had the operation fails as if the connection were still the old
+// one, and the next one tries again. A search's own limit holds for each step
+// of this, too. So `ld` may change in any operation: a copy of an object shares
+// its connection, and only one of the two may be used. A host that binds
+// through `ld` itself is not bound again.
 //
 // Lists end with a record that is all zero and carries no data: walk a list
 // while the current record's `next` is not null. N values make N + 1 records.
@@ -160,10 +161,10 @@ class CONFIGAPI_EXPORT ldapClient {
   // Changes the entry `dn` by the list, in order and as one step: the server
   // applies all or none. Returns 0, or the LDAP result code with a log line
   // (32: no such entry; negative when the LDAP library failed, -1 when the
-  // connection did, -5 when the server did not answer in
-  // time, which may have made the change or make it yet). A list without
-  // values, an object without a connection and memory that is out send nothing
-  // and give -1. The list stays the caller's.
+  // connection did, -5 when the server did not answer in time, which may have
+  // made the change or make it yet). A list without values, an object without a
+  // connection and memory that is out send nothing and give -1. The list stays
+  // the caller's.
   int ldapClientModify(char* dn, attrval* list);
 
   // Deletes the entry. Returns 0, or -1 with a log line.
@@ -207,10 +208,10 @@ class CONFIGAPI_EXPORT ldapClient {
   // when there is none. *rc is the code of the search: 1 when the entry is
   // missing and, because the first form asks for the key, when that is
   // missing too. Also null, and *rc = 1, when section and key have more than
-  // 65 bytes together (second form: the section more than 1020), when the key
-  // can be no attribute's name (first form; RFC 4512 section 2.5) and when
-  // memory is out. A null is logged at level 6, but not when the entry was
-  // found and lacks the key.
+  // 65 bytes together (second form: the section more than 1020) and when
+  // memory is out. A key that can be no attribute's name (RFC 4512 section 2.5)
+  // is not asked for (first form): a search that failed. A null is logged at
+  // level 6, but not when the entry was found and lacks the key.
   char* ldapGetProfileString(char* section, char* key, int* rc);
   char* ldapGetProfileString(char* section, char* key);
 
@@ -226,16 +227,17 @@ class CONFIGAPI_EXPORT ldapClient {
   // connection failed after the server had the request. A key of 64 bytes or
   // more, a value of 512 or more and a section of more than 1020 are refused
   // before anything is sent, and a section of 512 or more where its entry is
-  // missing.
+  // missing. Without an answer about the counter nothing is stored: it must
+  // not start over.
   int ldapWriteProfileString(char* section, char* key, char* value);
 
   // Directory names of mail addresses. These three work on texts alone, on any
   // object and in any thread; addresses are parsed one after the other in a
   // process (RecipParse(), rfc822.h). Each gives null for a null address, for
   // one that RecipParse() refuses, for one whose domain is missing or holds a
-  // character of DN syntax (one of "+,;<>#\ or a blank), and when memory is
-  // out. Nothing is logged, and the address stays as it is. Of several
-  // addresses the first one's domain counts.
+  // character of DN syntax (one of "+,;<>#\, a blank, tab or line end), and
+  // when memory is out. Nothing is logged, and the address stays as it is. Of
+  // several addresses the first one's domain counts.
   //
   // The last two put the text that they are given into the DN as it stands,
   // display name and all: "cn=Joe <joe@a.b>,dc=a,dc=b". A ',' or a '+' in it

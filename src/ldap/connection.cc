@@ -8,7 +8,6 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -16,9 +15,9 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "ldap/host_list.h"
 #include "ldap/log.h"
 #include "ldap/owners.h"
 #include "ldap/socket_layer.h"
@@ -40,18 +39,17 @@ constexpr milliseconds kAnswerLimit{30000};
 
 constexpr int kBindSeconds = 360;
 constexpr std::size_t kMaxHosts = 63;  // bytes
-constexpr int kMaxPort = 65535;
 
 // What is known of a connection beyond what the LDAP library keeps.
 struct Known {
   std::string hosts;
   int port = 0;
-  bool is_first = true;  // of the hosts
+  std::size_t host = 0;  // which of the hosts it goes to
   bool bound = false;
   bool is_suspect = false;           // did not answer in time
   steady_clock::time_point since{};  // when the first host was last tried
 
-  [[nodiscard]] bool is_troubled() const { return !is_first || is_suspect; }
+  [[nodiscard]] bool is_troubled() const { return host != 0 || is_suspect; }
 };
 
 // Objects are laid out as hosts were compiled against them, so it is kept
@@ -91,54 +89,6 @@ struct Unbind {
   void operator()(LDAP* ld) const { ldap_unbind_ext(ld, nullptr, nullptr); }
 };
 using ConnectionPtr = std::unique_ptr<LDAP, Unbind>;
-
-std::vector<std::string> words(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t";
-  std::vector<std::string> found;
-  while (true) {
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-    if (text.empty()) {
-      return found;
-    }
-    const std::string_view word = text.substr(0, text.find_first_of(kBlanks));
-    found.emplace_back(word);
-    text.remove_prefix(word.size());
-  }
-}
-
-// Whether what stands behind the last ':' is a port, or nothing stands there.
-bool is_port(std::string_view text) {
-  int port = 0;
-  const auto [end, error] =
-      std::from_chars(text.data(), text.data() + text.size(), port);
-  return error == std::errc() && end == text.data() + text.size() &&
-         port >= 0 && port <= kMaxPort;
-}
-
-// The URI (RFC 4516) of a host, which may be one already; empty for what is
-// none. A name or an address has nothing in it that would mean more there.
-std::string uri_of(const std::string& host, int port) {
-  constexpr std::string_view kMeaning = "/?#%,";
-  const bool is_uri = host.find("://") != std::string::npos;
-  if (host.find_first_of(is_uri ? "," : kMeaning) != std::string::npos) {
-    return {};
-  }
-  if (is_uri) {
-    return host;
-  }
-  const auto colons = std::ranges::count(host, ':');
-  if (colons > 1 && host.front() != '[') {  // an IPv6 address (RFC 4291)
-    return "ldap://[" + host + "]:" + std::to_string(port);
-  }
-  const std::size_t colon = host.rfind(':');
-  const std::size_t bracket = host.rfind(']');
-  if (colon == std::string::npos ||
-      (bracket != std::string::npos && colon < bracket)) {
-    return "ldap://" + host + ":" + std::to_string(port);
-  }
-  return is_port(std::string_view(host).substr(colon + 1)) ? "ldap://" + host
-                                                           : "";
-}
 
 // What the LDAP library's configuration says, or nothing.
 std::optional<milliseconds> configured(int option) {
@@ -221,26 +171,46 @@ bool answers(LDAP* ld, milliseconds limit) {
   return code >= 0;
 }
 
-// The first `count` hosts are tried in order.
-LDAP* open_first(Known about, std::size_t count, milliseconds limit) {
-  const std::vector<std::string> hosts = words(about.hosts);
+// Null, with the reason in errno, where it does not answer. One that is alone
+// in its list is taken as it is.
+ConnectionPtr open_host(const std::vector<std::string>& hosts, std::size_t host,
+                        int port, milliseconds limit) {
+  ConnectionPtr ld = connect_to(uri_of(hosts[host], port), limit);
+  if (ld != nullptr && hosts.size() > 1 && !answers(ld.get(), limit)) {
+    const int reason = errno;
+    ld.reset();
+    errno = reason;
+  }
+  return ld;
+}
+
+// Hosts from `begin` to `end` are tried in order.
+LDAP* open_between(Known about, std::size_t begin, std::size_t end,
+                   milliseconds limit) {
+  const std::vector<std::string> hosts = host_words(about.hosts);
   errno = EINVAL;
-  for (std::size_t i = 0; i < std::min(count, hosts.size()); ++i) {
-    ConnectionPtr ld = connect_to(uri_of(hosts[i], about.port), limit);
-    if (ld == nullptr || (hosts.size() > 1 && !answers(ld.get(), limit))) {
-      continue;
+  for (std::size_t i = begin; i < std::min(end, hosts.size()); ++i) {
+    ConnectionPtr ld = open_host(hosts, i, about.port, limit);
+    if (ld != nullptr) {
+      about.host = i;
+      about.is_suspect = false;
+      about.since = steady_clock::now();
+      remember(ld.get(), std::move(about));
+      return ld.release();
     }
-    about.is_first = i == 0;
-    about.is_suspect = false;
-    about.since = steady_clock::now();
-    remember(ld.get(), std::move(about));
-    return ld.release();
   }
   return nullptr;
 }
 
 LDAP* open_any(const Known& about, milliseconds limit) {
-  return open_first(about, about.hosts.size(), limit);
+  return open_between(about, 0, about.hosts.size(), limit);
+}
+
+// One that answers questions, and yet not every request, is left alone.
+LDAP* open_other(const Known& about, milliseconds limit) {
+  LDAP* const ld =
+      open_between(about, about.host + 1, about.hosts.size(), limit);
+  return ld != nullptr ? ld : open_between(about, 0, about.host, limit);
 }
 
 void log_reconnected(LDAP* ld) {
@@ -295,7 +265,7 @@ void mark_suspect(LDAP* ld) {
 }
 
 void go_back_to_first(ldapClient* client, Known about, milliseconds limit) {
-  if (!replace(client, open_first(about, 1, limit), about.bound, limit)) {
+  if (!replace(client, open_between(about, 0, 1, limit), about.bound, limit)) {
     about.since = steady_clock::now();
     remember(client->ld, std::move(about));
   }
@@ -314,7 +284,7 @@ void look_after(ldapClient* client, milliseconds limit) {
   Known about = known(client->ld);
   if (about.is_suspect) {
     clear_suspicion(client, std::move(about), limit);
-  } else if (!about.is_first &&
+  } else if (about.host != 0 &&
              steady_clock::now() - about.since >= quiet_interval) {
     go_back_to_first(client, std::move(about), limit);
   }
@@ -391,12 +361,12 @@ void before_request(ldapClient* client, Request request,
   if (client->ld == nullptr) {
     return;
   }
-  const milliseconds limit = limit_for(own_limit);
   if (troubled != 0) {
-    look_after(client, limit);
+    look_after(client, limit_for(own_limit));
   }
   if (request != Request::kRead && is_dead(client->ld)) {
     const Known about = known(client->ld);
+    const milliseconds limit = limit_for(own_limit);
     replace(client, open_any(about, limit),
             about.bound && request != Request::kBind, limit);
   }
@@ -406,17 +376,16 @@ void before_request(ldapClient* client, Request request,
 
 bool is_reconnected(ldapClient* client, int error,
                     const timeval* own_limit) try {
-  const Known about = known(client->ld);
   // Another host may answer where this one does not.
-  const bool moves_on = error == LDAP_TIMEOUT && own_limit == nullptr &&
-                        words(about.hosts).size() > 1;
-  const milliseconds limit = limit_for(own_limit);
-  if ((moves_on || is_lost(client->ld, error)) &&
-      replace(client, open_any(about, limit), about.bound, limit)) {
-    return true;
+  const bool moves_on = error == LDAP_TIMEOUT && own_limit == nullptr;
+  if (!moves_on && !is_lost(client->ld, error)) {
+    return false;
   }
-  after_request(client, error);
-  return false;
+  const Known about = known(client->ld);
+  const milliseconds limit = limit_for(own_limit);
+  LDAP* const other =
+      moves_on ? open_other(about, limit) : open_any(about, limit);
+  return replace(client, other, about.bound, limit);
 } catch (...) {
   return false;
 }

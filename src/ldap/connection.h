@@ -48,8 +48,9 @@ void before_request(ldapClient* client, Request request,
 // To be called with the code of a request, which it returns.
 int after_request(ldapClient* client, int code);
 
-// The same for a read. Whether its error came from a connection that is lost,
-// and a new one stands in its place: the read may be sent again, once.
+// Whether a read's error came from a connection that is lost, or from a host
+// that did not answer where there are others, and a new connection stands in
+// its place: the read may be sent again, once.
 bool is_reconnected(ldapClient* client, int error,
                     const timeval* own_limit = nullptr);
 

@@ -253,6 +253,7 @@ int ldapClient::ldapClientCompare(char* dn, char* attribute, char* value) {
     if (configapi::is_reconnected(this, code)) {
       code = ldap_compare_s(ld, dn, attribute, value);
     }
+    configapi::after_request(this, code);
   }
   if (code != LDAP_COMPARE_TRUE) {
     configapi::log_ldap_info("different value for compare operation");

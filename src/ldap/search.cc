@@ -45,7 +45,7 @@ EntriesPtr search(ldapClient* client, const SearchQuery& query,
   if (is_reconnected(client, error, query.timeout)) {
     error = send_search(client->ld, query, &result);
   }
-  if (error != LDAP_SUCCESS) {
+  if (after_request(client, error) != LDAP_SUCCESS) {
     // The LDAP library's own errors are negative, a server's are not.
     return search_failed(
         error < 0 ? SearchCode::kNoAnswer : SearchCode::kNotFound, code);

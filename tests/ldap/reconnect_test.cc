@@ -227,6 +227,19 @@ TEST_F(Reconnect, LeavesAServerThatDoesNotAnswerAnyMore) {
   EXPECT_EQ(second.requests(), 3) << "probe, bind, delete";
 }
 
+// One whose root entry answers, and nothing else: a database that stalls.
+TEST_F(Reconnect, AsksAnotherHostWhereOneAnswersNoRequest) {
+  const Limit network(LDAP_OPT_NETWORK_TIMEOUT, milliseconds(200));
+  const Limit answer(LDAP_OPT_TIMEOUT, milliseconds(200));
+  const StubServer stalled(1, Ending::kSilence);
+  const StubServer second(2, Ending::kSilence);
+  ASSERT_EQ(connect(here(stalled) + " " + here(second)), 0);
+  EXPECT_EQ(search(), 1);
+  EXPECT_EQ(second.requests(), 2) << "probe, search";
+  EXPECT_EQ(search(), 1) << "now neither answers it";
+  EXPECT_EQ(client.ldapClientDelete(Text("cn=x")), 0) << "asked before it";
+}
+
 TEST_F(Reconnect, AReferralIsNotFollowed) {
   const StubServer elsewhere(9, Ending::kSilence);
   const std::string uri = "ldap://" + here(elsewhere) + "/";
