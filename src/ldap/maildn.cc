@@ -26,7 +26,7 @@ constexpr std::size_t kMaxCnAddress = 255;
 
 // What ends or begins a part of a DN, or is trimmed from it (RFC 4514). No
 // domain has such a character; a literal like "[a,dc=b]" may.
-constexpr std::string_view kDnSyntax = " \"#+,;<>\\";
+constexpr std::string_view kDnSyntax = " \t\n\r\"#+,;<>\\";
 
 // The longest suffix, of labels with one letter each: the recipient parser
 // gives no domain that its buffer does not hold.

@@ -85,6 +85,8 @@ TEST_F(MailDn, PutsTheAddressBeforeItsDomain) {
       {"postmaster", kNone},
       {"<@r:u>", kNone},
       {"joe@[a,dc=b]", kNone},
+      {"joe@[a.\tb]", kNone},
+      {"joe@[a.\rb]", kNone},
       {"joe@a+cn=b", kNone},
       {"joe@#a", kNone},
   };
