@@ -12,6 +12,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "base/heap_text.h"
 #include "ldap/attr_list.h"
@@ -89,16 +90,16 @@ Counter next_counter(const SearchReq* entries) {
 // NOLINTBEGIN(readability-non-const-parameter)
 
 char* ldapClient::ldapGetProfileString(char* section, char* key, int* rc) try {
-  if (std::strlen(section) + std::strlen(key) > configapi::kMaxFilterNames ||
-      !configapi::is_attribute_name(key)) {
+  if (std::strlen(section) + std::strlen(key) > configapi::kMaxFilterNames) {
     *rc = configapi::public_code(configapi::SearchCode::kNotFound);
     return configapi::no_values_found();
   }
-  return configapi::read_value(
-      this, section, key,
-      "(&(cn=" + configapi::escape_filter_value(section) + ")(" + key +
-          "=*)(objectclass=qxconfig))",
-      rc);
+  std::string filter;  // stays empty, and so unsent, where it would be another
+  if (configapi::is_attribute_name(key)) {
+    filter = "(&(cn=" + configapi::escape_filter_value(section) + ")(" + key +
+             "=*)(objectclass=qxconfig))";
+  }
+  return configapi::read_value(this, section, key, std::move(filter), rc);
 } catch (...) {
   *rc = configapi::public_code(configapi::SearchCode::kNotFound);
   return configapi::no_values_found();

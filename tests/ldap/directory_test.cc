@@ -387,6 +387,7 @@ TEST_F(LdapClient, ProfileReadsTellAMissingEntryFromAMissingKey) {
   EXPECT_EQ(logged(), "1 ldap_search failed; " + no_values);
   // A key does not change the filter around it.
   EXPECT_EQ(read_with_code("MAIL", "cn=*)(SmtpdPort"), "(none) 1");
+  EXPECT_EQ(logged(), "1 ldap_search failed; " + no_values);
   // The filter finds the entry, but under another name.
   log.take();
   ASSERT_EQ(modify("cn=MAIL", {{0, "LogDirectory;lang-de", "x"}}), 0);
