@@ -44,8 +44,14 @@ Secret bind_password(const Connection& connection) {
 }
 
 std::string directory_name(const Connection& connection) {
-  return "directory " + connection.host + " port " +
-         std::to_string(connection.port);
+  const std::string& host = connection.host;
+  const std::size_t colon = host.find(':');
+  const bool is_whole =
+      host.find("://") != std::string::npos ||
+      host.find_first_of(" \t") != std::string::npos ||
+      (colon != std::string::npos && colon == host.rfind(':'));
+  return "directory " + host +
+         (is_whole ? "" : " port " + std::to_string(connection.port));
 }
 
 Failure unreachable(const Connection& connection, const std::string& what) {

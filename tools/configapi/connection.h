@@ -13,7 +13,7 @@ namespace configapi::tool {
 
 // From options and environment.
 struct Connection {
-  std::string host = "localhost";
+  std::string host = "localhost";  // or what else ldapClientConnect() takes
   int port = 389;
   std::string bind_dn;        // empty: no bind
   std::string password_file;  // "-" asks on the terminal
@@ -26,10 +26,10 @@ struct Connection {
 // than the library takes; kFile for a password that cannot be read.
 Secret bind_password(const Connection& connection);
 
-// "directory HOST port PORT"
+// "directory HOST port PORT", or without the port where the host says it all.
 std::string directory_name(const Connection& connection);
 
-// "directory HOST port PORT WHAT", with kUnreachable.
+// directory_name() and WHAT, with kUnreachable.
 Failure unreachable(const Connection& connection, const std::string& what);
 
 // The failure of a wait that has lasted as long as it may.

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "deadline.h"
+#include "ldap/host_list.h"
 #include "ldap/socket_layer.h"
 
 namespace configapi::tool {
@@ -38,6 +39,19 @@ bool set_options(LDAP* ld, unsigned limit) {
   return std::all_of(options.begin(), options.end(), [ld](const auto& option) {
     return ldap_set_option(ld, option.first, option.second) == LDAP_OPT_SUCCESS;
   });
+}
+
+// Of each host, in the LDAP library's form; empty when one is none.
+std::string uris_of(const Connection& connection) {
+  std::string uris;
+  for (const std::string& host : host_words(connection.host)) {
+    const std::string uri = uri_of(host, connection.port);
+    if (uri.empty()) {
+      return {};
+    }
+    uris += (uris.empty() ? "" : " ") + uri;
+  }
+  return uris;
 }
 
 // Kept by slapd for every entry.
@@ -105,8 +119,12 @@ void Link::connect(const Output& output) {
   // reported by it, so it comes a second earlier.
   const Deadline deadline(connection_.seconds + 1, no_answer(connection_),
                           output);
-  ld_.reset(ldap_init(connection_.host.c_str(), connection_.port));
-  if (ld_ == nullptr || !set_options(ld(), connection_.seconds)) {
+  LDAP* made = nullptr;
+  const std::string uris = uris_of(connection_);
+  const int code =
+      uris.empty() ? LDAP_PARAM_ERROR : ldap_initialize(&made, uris.c_str());
+  ld_.reset(made);
+  if (code != LDAP_SUCCESS || !set_options(ld(), connection_.seconds)) {
     throw unreachable(connection_, "is not reachable");
   }
   const std::chrono::seconds limit(connection_.seconds);
