@@ -302,11 +302,15 @@ class Transaction {
 // go again unless they are kept, or somebody else has filled them.
 class BareEntries {
  public:
-  explicit BareEntries(const Link& link) : link_(link) {}
+  // What cannot be removed goes to `left`.
+  BareEntries(const Link& link, std::vector<std::string>* left)
+      : link_(link), left_(left) {}
   ~BareEntries() {
-    for (const std::string& dn : added_) {
-      if (remove(dn) < LDAP_SUCCESS) {
-        break;  // the others would wait for an answer as long
+    bool answers = true;  // or the others would wait for an answer as long
+    for (std::string& dn : added_) {
+      answers = answers && remove(dn) >= LDAP_SUCCESS;
+      if (!answers) {
+        left_->push_back(std::move(dn));
       }
     }
   }
@@ -339,6 +343,7 @@ class BareEntries {
   }
 
   const Link& link_;
+  std::vector<std::string>* left_;
   std::vector<std::string> added_;
 };
 
@@ -486,7 +491,7 @@ void Changes::write_one_by_one(const Link& link) {
 // An entry that is added in a transaction would not come to stand where the
 // server would put it otherwise, if it rewrites its name.
 void Changes::write_together(const Link& link) {
-  BareEntries bare(link);
+  BareEntries bare(link, &left_behind_);
   for (const ChangedEntry& entry : entries_) {
     const int code = entry.is_new ? bare.add(entry.dn) : LDAP_SUCCESS;
     if (code != LDAP_SUCCESS) {

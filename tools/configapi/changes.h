@@ -44,6 +44,12 @@ class Changes {
     return entries_;
   }
 
+  // Names of entries that were made for what then was not written, and that
+  // could not be removed; they hold no setting.
+  [[nodiscard]] const std::vector<std::string>& left_behind() const {
+    return left_behind_;
+  }
+
   // How they can be written: a directory without transactions (RFC 5805) takes
   // several entries one by one only.
   //
@@ -75,6 +81,7 @@ class Changes {
   void set_states(ChangedEntry::State state);
 
   std::vector<ChangedEntry> entries_;
+  std::vector<std::string> left_behind_;
   std::set<std::string> known_types_;  // in lower case
 };
 

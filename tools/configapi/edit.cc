@@ -76,7 +76,7 @@ void Editor::carry_out(const std::vector<Difference>& differences) {
     changes.write(link_, writing);
   } catch (const Failure& failure) {
     outcome_ = changes.entries();
-    throw with_outcome(failure);
+    throw with_outcome(failure, changes.left_behind());
   }
 }
 
@@ -94,10 +94,14 @@ bool Editor::untouched() const {
       [](const ChangedEntry& e) { return e.state == State::kNotWritten; });
 }
 
-Failure Editor::with_outcome(const Failure& failure) const {
+Failure Editor::with_outcome(
+    const Failure& failure, const std::vector<std::string>& left_behind) const {
   std::string text = failure.what();
   if (options_.only_ask) {
     return failure;
+  }
+  for (const std::string& dn : left_behind) {
+    text += "; left behind without a setting: " + dn;
   }
   if (untouched()) {
     return {failure.code(), text + "; nothing was written"};

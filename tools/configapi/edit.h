@@ -49,7 +49,9 @@ class Editor {
 
  private:
   void ask(const Changes& changes) const;
-  [[nodiscard]] Failure with_outcome(const Failure& failure) const;
+  [[nodiscard]] Failure with_outcome(
+      const Failure& failure,
+      const std::vector<std::string>& left_behind) const;
   bool is_as_wanted(const Difference& difference, const Holdings& now);
 
   const EditOptions& options_;
