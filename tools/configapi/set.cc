@@ -29,7 +29,8 @@ struct SetOptions : EditOptions {
 Wanted wanted_by(const std::string& word) {
   const std::size_t equals = word.find('=');
   // It may be a secret that was meant to belong to the word before it.
-  if (equals == std::string::npos && Selection(word).settings().empty()) {
+  if ((equals == std::string::npos || word.find('/') > equals) &&
+      Selection(word.substr(0, equals)).settings().empty()) {
     throw Failure(ExitCode::kUsage,
                   "a word is neither ADDRESS=VALUE nor a password's ADDRESS");
   }
