@@ -11,6 +11,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -105,8 +106,8 @@ class Watch {
 
   // The connection is lost: tries again until it is there, or the end.
   void connect_again(const Failure& why) {
-    std::string told = why.what();
-    tool_->output.warning(told + "; connecting again");
+    std::set<std::string> told = {why.what()};
+    tool_->output.warning(std::string(why.what()) + "; connecting again");
     while (!is_done()) {
       pause_before_next_try();
       try {
@@ -121,9 +122,8 @@ class Watch {
           throw;
         }
         // A bind that is refused now may be so for ever.
-        if (told != failure.what()) {
-          told = failure.what();
-          tool_->output.warning(told + "; trying again");
+        if (told.insert(failure.what()).second) {
+          tool_->output.warning(std::string(failure.what()) + "; trying again");
         }
       }
     }
