@@ -149,13 +149,21 @@ int connect_error(const Connecting& connection, int left) {
   }
 }
 
-// The LDAP library's wait for a connection begins anew after each signal.
+// The LDAP library's wait for a connection begins anew after each signal that
+// the host handles. What would end the process still does.
 class SignalsLater {
  public:
   SignalsLater() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
+    sigset_t handled;
+    sigemptyset(&handled);
+    for (int signal = 1; signal < NSIG; ++signal) {
+      struct sigaction now {};
+      if (sigaction(signal, nullptr, &now) == 0 && now.sa_handler != SIG_DFL &&
+          now.sa_handler != SIG_IGN) {
+        sigaddset(&handled, signal);
+      }
+    }
+    pthread_sigmask(SIG_BLOCK, &handled, &before_);
   }
   ~SignalsLater() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
   SignalsLater(const SignalsLater&) = delete;
