@@ -42,6 +42,10 @@ std::string uri_of(const std::string& host, int port) {
     return host;
   }
   const auto colons = std::ranges::count(host, ':');
+  // The LDAP library would take this machine for it.
+  if (host.starts_with("[]") || (colons == 1 && host.front() == ':')) {
+    return {};
+  }
   if (colons > 1 && host.front() != '[') {  // an IPv6 address (RFC 4291)
     return "ldap://[" + host + "]:" + std::to_string(port);
   }
