@@ -101,7 +101,8 @@ std::optional<milliseconds> configured(int option) {
   const auto whole = std::chrono::seconds(limit->tv_sec) +
                      std::chrono::ceil<milliseconds>(rest);
   ldap_memfree(limit);
-  return whole;
+  constexpr milliseconds kLongest = std::chrono::hours(24);
+  return std::min<milliseconds>(whole, kLongest);
 }
 
 milliseconds network_limit() {
@@ -109,8 +110,8 @@ milliseconds network_limit() {
 }
 
 timeval as_timeval(milliseconds limit) {
-  const auto count = static_cast<long>(limit.count());
-  return {count / 1000, count % 1000 * 1000};
+  return {static_cast<time_t>(limit.count() / 1000),
+          static_cast<suseconds_t>(limit.count() % 1000 * 1000)};
 }
 
 void set_limit(LDAP* ld, int option, milliseconds limit) {
