@@ -49,6 +49,7 @@ std::string directory_name(const Connection& connection) {
   const bool is_whole =
       host.find("://") != std::string::npos ||
       host.find_first_of(" \t") != std::string::npos ||
+      host.find("]:") != std::string::npos ||
       (colon != std::string::npos && colon == host.rfind(':'));
   return "directory " + host +
          (is_whole ? "" : " port " + std::to_string(connection.port));

@@ -24,12 +24,13 @@ struct DiffOptions {
   bool secrets = false;
 };
 
-// HOST, HOST:PORT, [ADDRESS]:PORT or a URI; an address with colons and no
-// brackets has no port.
+// HOST, HOST:PORT, [ADDRESS]:PORT, a URI, or several of them; an address with
+// colons and no brackets has no port.
 Connection with_host(Connection connection, std::string_view word) {
   const std::size_t colon = word.rfind(':');
   const bool has_port = colon != std::string_view::npos &&
                         word.find("://") == std::string_view::npos &&
+                        word.find_first_of(" \t") == std::string_view::npos &&
                         (word.starts_with('[') ? word[colon - 1] == ']'
                                                : word.find(':') == colon);
   connection.host = word.substr(0, has_port ? colon : word.size());

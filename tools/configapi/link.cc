@@ -16,6 +16,9 @@
 namespace configapi::tool {
 namespace {
 
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
 timeval seconds(unsigned count) {
   return {static_cast<time_t>(count), 0};
 }
@@ -41,17 +44,22 @@ bool set_options(LDAP* ld, unsigned limit) {
   });
 }
 
-// Of each host, in the LDAP library's form; empty when one is none.
-std::string uris_of(const Connection& connection) {
-  std::string uris;
-  for (const std::string& host : host_words(connection.host)) {
-    const std::string uri = uri_of(host, connection.port);
-    if (uri.empty()) {
-      return {};
-    }
-    uris += (uris.empty() ? "" : " ") + uri;
-  }
-  return uris;
+timeval as_timeval(milliseconds limit) {
+  return {static_cast<time_t>(limit.count() / 1000),
+          static_cast<suseconds_t>(limit.count() % 1000 * 1000)};
+}
+
+// Whether a server that took the connection answers too: the root entry may be
+// asked for by everybody. Else the reason is in errno.
+bool answers(LDAP* ld, milliseconds limit) {
+  timeval patience = as_timeval(limit);
+  LDAPMessage* result = nullptr;
+  const int code =
+      ldap_search_ext_s(ld, "", LDAP_SCOPE_BASE, "(objectClass=*)", nullptr, 0,
+                        nullptr, nullptr, &patience, 1, &result);
+  ldap_msgfree(result);
+  errno = code == LDAP_TIMEOUT ? ETIMEDOUT : ECONNRESET;
+  return code >= LDAP_SUCCESS;
 }
 
 // Kept by slapd for every entry.
@@ -119,19 +127,42 @@ void Link::connect(const Output& output) {
   // reported by it, so it comes a second earlier.
   const Deadline deadline(connection_.seconds + 1, no_answer(connection_),
                           output);
+  const auto hosts = host_words(connection_.host);
+  const auto end =
+      steady_clock::now() + std::chrono::seconds(connection_.seconds);
+  bool is_late = false;
+  for (std::size_t i = 0; i < hosts.size(); ++i) {
+    // Each has an equal part of what is left.
+    const auto limit =
+        std::max(std::chrono::ceil<milliseconds>(end - steady_clock::now()),
+                 milliseconds(1)) /
+        static_cast<long>(hosts.size() - i);
+    if (reach(hosts[i], limit) && (hosts.size() == 1 || answers(ld(), limit))) {
+      connection_.host = hosts[i];  // for whoever wants the same server
+      return;
+    }
+    is_late = is_late || errno == ETIMEDOUT;
+  }
+  throw is_late ? no_answer(connection_)
+                : unreachable(connection_, "is not reachable");
+}
+
+// Connects to one host. Else the reason is in errno.
+bool Link::reach(const std::string& host, milliseconds limit) {
+  const std::string uri = uri_of(host, connection_.port);
   LDAP* made = nullptr;
-  const std::string uris = uris_of(connection_);
-  const int code =
-      uris.empty() ? LDAP_PARAM_ERROR : ldap_initialize(&made, uris.c_str());
+  errno = EINVAL;
+  if (uri.empty() || ldap_initialize(&made, uri.c_str()) != LDAP_SUCCESS) {
+    return false;
+  }
   ld_.reset(made);
-  if (code != LDAP_SUCCESS || !set_options(ld(), connection_.seconds)) {
-    throw unreachable(connection_, "is not reachable");
-  }
-  const std::chrono::seconds limit(connection_.seconds);
-  if (connect_within(ld(), limit, limit) != LDAP_SUCCESS) {
-    throw errno == ETIMEDOUT ? no_answer(connection_)
-                             : unreachable(connection_, "is not reachable");
-  }
+  const timeval wait = as_timeval(limit);
+  return set_options(made, connection_.seconds) &&
+         ldap_set_option(made, LDAP_OPT_NETWORK_TIMEOUT, &wait) ==
+             LDAP_OPT_SUCCESS &&
+         connect_within(made, limit,
+                        std::chrono::seconds(connection_.seconds)) ==
+             LDAP_SUCCESS;
 }
 
 void Link::bind(Secret* password) const {

@@ -7,6 +7,7 @@
 
 #include <ldap.h>
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <string>
@@ -48,6 +49,7 @@ class Link {
   // server that hangs up raises no signal.
   [[nodiscard]] LDAP* ld() const { return ld_.get(); }
 
+  // As given, but with the one host of several that was taken.
   [[nodiscard]] const Connection& connection() const { return connection_; }
 
   // Every entry of settings that the directory lets this session see, in its
@@ -78,6 +80,7 @@ class Link {
 
  private:
   void connect(const Output& output);
+  bool reach(const std::string& host, std::chrono::milliseconds limit);
   void bind(Secret* password) const;
   [[nodiscard]] std::vector<Entry> sections(const char* attribute) const;
   [[nodiscard]] LinkOwner<LDAPMessage> search(const char* base, int scope,

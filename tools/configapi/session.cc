@@ -1,11 +1,15 @@
 #include "session.h"
 
+#include <ldap.h>
+#include <sys/time.h>
+
 #include <array>
 #include <cstring>
 #include <string_view>
 
 #include "deadline.h"
 #include "host.h"
+#include "ldap/host_list.h"
 
 namespace configapi::tool {
 namespace {
@@ -58,6 +62,13 @@ Session::~Session() {
 
 void Session::connect() {
   const Deadline deadline(connection_.seconds, no_answer(connection_), output_);
+  // The first of several hosts must not have all of the time.
+  if (const auto hosts = host_words(connection_.host).size(); hosts > 1) {
+    const timeval part{static_cast<time_t>(connection_.seconds / hosts),
+                       static_cast<suseconds_t>(connection_.seconds % hosts *
+                                                1000000 / hosts)};
+    ldap_set_option(nullptr, LDAP_OPT_NETWORK_TIMEOUT, &part);
+  }
   std::string host = connection_.host;
   if (config_.ldapClientConnect(host.data(), connection_.port) != 0) {
     throw unreachable(connection_, "is not reachable");
@@ -76,8 +87,13 @@ void Session::bind(Secret* password) {
   }
 }
 
+Failure Session::late() const {
+  const Failure failure = no_answer(connection_);
+  return {failure.code(), failure.what() + aside_};
+}
+
 std::optional<std::string> Session::read(const Setting& setting) {
-  const Deadline deadline(connection_.seconds, no_answer(connection_), output_);
+  const Deadline deadline(connection_.seconds, late(), output_);
   take_last_error();
   std::array<char, kValueSize> value{};
   unsigned long type = 0;
@@ -96,7 +112,7 @@ std::optional<std::string> Session::read(const Setting& setting) {
 }
 
 std::vector<Entry> Session::entries() {
-  const Deadline deadline(connection_.seconds, no_answer(connection_), output_);
+  const Deadline deadline(connection_.seconds, late(), output_);
   take_last_error();
   const SearchResult found =
       search(nullptr, kSubtree, "(objectclass=qxconfig)");

@@ -40,6 +40,9 @@ class Session {
   // Throws a Failure (kUnreachable) when the directory does not answer.
   std::optional<std::string> read(const Setting& setting);
 
+  // What those are to end with that come too late to be thrown.
+  void add_to_failures(std::string text) { aside_ = std::move(text); }
+
   // Every entry of settings that the directory lets this session see, in its
   // order. Throws as read() does.
   std::vector<Entry> entries();
@@ -57,10 +60,12 @@ class Session {
   void bind(Secret* password);
   bool answers();
   void require_found_nothing();
+  [[nodiscard]] Failure late() const;
 
   Connection connection_;
   const Output& output_;
   cConfig config_;
+  std::string aside_;
 };
 
 // The value of the schema table; needs no directory.
