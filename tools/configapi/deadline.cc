@@ -2,47 +2,46 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 
 namespace configapi::tool {
-namespace {
-
-// Set before the alarm is; the handler only reads them.
-std::string last_words;
-const char* words_begin;
-std::size_t words_size;
-int last_code;
-
-extern "C" void on_deadline(int /*signal*/) {
-  if (::write(STDERR_FILENO, words_begin, words_size) < 0) {
-    // Nobody listens; the code still tells.
-  }
-  _exit(last_code);
-}
-
-}  // namespace
 
 Deadline::Deadline(unsigned seconds, const Failure& failure,
-                   const Output& output) {
+                   const Output& output)
+    : words_(output.rendered(failure)),
+      code_(static_cast<int>(failure.code())) {
   // What was printed so far must not go down with its buffer.
   std::fflush(stdout);
-  last_words = output.rendered(failure);
-  words_begin = last_words.data();
-  words_size = last_words.size();
-  last_code = static_cast<int>(failure.code());
-  struct sigaction action {};
-  action.sa_handler = on_deadline;
-  sigaction(SIGALRM, &action, nullptr);
-  sigset_t alarm_only;
-  sigemptyset(&alarm_only);
-  sigaddset(&alarm_only, SIGALRM);
-  sigprocmask(SIG_UNBLOCK, &alarm_only, nullptr);  // masks are inherited
-  alarm(seconds);
+  // Signals are for the thread that works.
+  sigset_t all{};
+  sigset_t before{};
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  thread_ = std::thread([this, seconds] { watch(seconds); });
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 Deadline::~Deadline() {
-  alarm(0);
+  {
+    const std::lock_guard lock(lock_);
+    is_met_ = true;
+  }
+  changed_.notify_one();
+  thread_.join();
+}
+
+void Deadline::watch(unsigned seconds) {
+  std::unique_lock lock(lock_);
+  if (changed_.wait_for(lock, std::chrono::seconds(seconds),
+                        [this] { return is_met_; })) {
+    return;
+  }
+  if (::write(STDERR_FILENO, words_.data(), words_.size()) < 0) {
+    // Nobody listens; the code still tells.
+  }
+  _exit(code_);
 }
 
 }  // namespace configapi::tool

@@ -3,7 +3,10 @@
 #ifndef CONFIGAPI_TOOLS_DEADLINE_H_
 #define CONFIGAPI_TOOLS_DEADLINE_H_
 
+#include <condition_variable>
+#include <mutex>
 #include <string>
+#include <thread>
 
 #include "failure.h"
 #include "output.h"
@@ -13,7 +16,8 @@ namespace configapi::tool {
 // While it lives, the process has so many seconds: then it reports the failure
 // and ends with the failure's code. Name resolution and connecting wait as
 // long as the system lets them, a bind six minutes, and none can be called
-// off; a command-line tool may simply end. One at a time.
+// off; a command-line tool may simply end. It watches from a thread of its
+// own, as the library holds signals back while it connects.
 class Deadline {
  public:
   Deadline(unsigned seconds, const Failure& failure, const Output& output);
@@ -22,6 +26,16 @@ class Deadline {
   Deadline& operator=(const Deadline&) = delete;
   Deadline(Deadline&&) = delete;
   Deadline& operator=(Deadline&&) = delete;
+
+ private:
+  void watch(unsigned seconds);
+
+  std::string words_;
+  int code_;
+  std::mutex lock_;
+  std::condition_variable changed_;
+  bool is_met_ = false;
+  std::thread thread_;
 };
 
 }  // namespace configapi::tool
