@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <csignal>
 #include <deque>
 #include <initializer_list>
 #include <new>
@@ -298,6 +299,27 @@ class Transaction {
   LinkOwner<LDAPControl> control_;
 };
 
+// One that ended the tool would leave entries behind.
+class SignalsLater {
+ public:
+  SignalsLater() {
+    sigset_t ending{};
+    sigemptyset(&ending);
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+      sigaddset(&ending, signal);
+    }
+    pthread_sigmask(SIG_BLOCK, &ending, &before_);
+  }
+  ~SignalsLater() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsLater(const SignalsLater&) = delete;
+  SignalsLater& operator=(const SignalsLater&) = delete;
+  SignalsLater(SignalsLater&&) = delete;
+  SignalsLater& operator=(SignalsLater&&) = delete;
+
+ private:
+  sigset_t before_{};
+};
+
 // Entries of sections without a setting, made for a transaction to fill. They
 // go again unless they are kept, or somebody else has filled them.
 class BareEntries {
@@ -393,7 +415,9 @@ bool make_known(const Link& link, const std::vector<std::string>& types) {
     code = ldap_delete_ext_s(link.ld(), dn.c_str(), nullptr, nullptr);
   }
   if (code != LDAP_SUCCESS) {
-    throw link.failure("to remove the entry " + dn, code);
+    const Failure why = link.failure("to remove an entry", code);
+    throw Failure(why.code(), std::string(why.what()) +
+                                  "; left behind without a setting: " + dn);
   }
   return true;
 }
@@ -491,6 +515,7 @@ void Changes::write_one_by_one(const Link& link) {
 // An entry that is added in a transaction would not come to stand where the
 // server would put it otherwise, if it rewrites its name.
 void Changes::write_together(const Link& link) {
+  const SignalsLater signals;
   BareEntries bare(link, &left_behind_);
   for (const ChangedEntry& entry : entries_) {
     const int code = entry.is_new ? bare.add(entry.dn) : LDAP_SUCCESS;

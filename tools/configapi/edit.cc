@@ -11,6 +11,9 @@ namespace {
 
 using State = ChangedEntry::State;
 
+// Said of every failure behind the write.
+constexpr const char* kNotReadBack = "; written, but not all read back";
+
 std::string addresses_in(const std::vector<ChangedEntry>& entries,
                          State state) {
   std::string text;
@@ -46,7 +49,7 @@ Editor::Editor(const EditOptions& options, Tool* tool)
     : options_(options), tool_(tool), link_(tool->connection, tool->output) {
   // Before anything is written: what cannot be read back should not be.
   if (!options_.only_ask) {
-    session_.emplace(tool->connection, tool->output);
+    session_.emplace(link_.connection(), tool->output);
   }
 }
 
@@ -115,7 +118,11 @@ Failure Editor::with_outcome(
   return {failure.code(), text};
 }
 
-void Editor::read_back(const std::vector<Difference>& differences, bool show) {
+void Editor::read_back(const std::vector<Difference>& differences,
+                       bool show) try {
+  if (!options_.only_ask) {
+    session_->add_to_failures(kNotReadBack);
+  }
   const Holdings now = options_.only_ask ? Holdings({}) : read();
   for (const Difference& difference : differences) {
     if (!options_.only_ask && !is_as_wanted(difference, now)) {
@@ -129,6 +136,11 @@ void Editor::read_back(const std::vector<Difference>& differences, bool show) {
       print(difference, options_.secrets, tool_->output);
     }
   }
+} catch (const Failure& failure) {
+  if (options_.only_ask) {
+    throw;
+  }
+  throw Failure(failure.code(), std::string(failure.what()) + kNotReadBack);
 }
 
 // What the schema does not know the gateway does not read.
