@@ -10,6 +10,8 @@
 set -o pipefail
 
 readonly transcript=$1
+grep -q '^\$ ' "$transcript" || { echo "no command in $transcript"; exit 1; }
+[[ -x $2/configapi || -x $2/directory ]] || { echo "no command in $2"; exit 1; }
 scratch=$(mktemp -d)
 readonly scratch
 trap 'rm -rf "$scratch"' EXIT
