@@ -39,8 +39,8 @@ std::string memory_of(const std::string& process) {
   std::ifstream maps("/proc/" + process + "/maps");
   for (std::string line; std::getline(maps, line);) {
     char* behind = nullptr;
-    const auto begin = std::strtoull(line.c_str(), &behind, 16);
-    const auto end = std::strtoull(behind + 1, &behind, 16);
+    const std::size_t begin = std::strtoul(line.c_str(), &behind, 16);
+    const std::size_t end = std::strtoul(behind + 1, &behind, 16);
     if (line.find(" rw") != std::string::npos) {
       const std::size_t had = bytes.size();
       bytes.resize(had + (end - begin));
