@@ -44,8 +44,12 @@ void* ldap_resize(void* block, ber_len_t size, void* /*context*/) {
 
 }  // namespace
 
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return std::malloc(std::max<std::size_t>(size, 1));
+}
+
 void* operator new(std::size_t size) {
-  void* const block = std::malloc(std::max<std::size_t>(size, 1));
+  void* const block = operator new(size, std::nothrow);
   if (block == nullptr) {
     throw std::bad_alloc();
   }
@@ -57,6 +61,10 @@ void operator delete(void* block) noexcept {
 }
 
 void operator delete(void* block, std::size_t /*size*/) noexcept {
+  wipe_and_free(block);
+}
+
+void operator delete(void* block, const std::nothrow_t& /*tag*/) noexcept {
   wipe_and_free(block);
 }
 // NOLINTEND(cppcoreguidelines-no-malloc)
