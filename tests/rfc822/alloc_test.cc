@@ -27,7 +27,8 @@ static_assert(sizeof(R_to) == 4);
 template <typename T>
 bool is_empty(const T& record) {
   const T empty{};
-  // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): padding is 0 too
+  // Padding is 0 too.
+  // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison,cert-*)
   return std::memcmp(&record, &empty, sizeof record) == 0;
 }
 

@@ -291,7 +291,7 @@ TEST(ParseLine, TakesWhatIsNoHeaderForNone) {
 
 TEST(ParseLine, UnfoldsAnyLineBreak) {
   const HeaderOwner header(New822Header());
-  const std::string line = "Sender: \n a\r\n\t b\n\nc\r\n \r\nd\r e\r\n";
+  const char* const line = "Sender: \n a\r\n\t b\n\nc\r\n \r\nd\r e\r\n";
   const std::string copy = line;
   EXPECT_EQ(ParseLine(copy.c_str(), header.get()), 13);
   EXPECT_STREQ(header->sender, "a b c d\r e ");
