@@ -130,6 +130,7 @@ std::vector<bench::Side> peers(
   std::vector<bench::Side> sides;
 #ifdef CONFIGAPI_BENCH_DOVECOT
   std::vector<struct istream*> files;
+  files.reserve(messages.size());
   for (const auto& message : messages) {
     files.push_back(dovecot_open(message.path.c_str()));
   }
@@ -137,6 +138,7 @@ std::vector<bench::Side> peers(
 #endif
 #ifdef CONFIGAPI_BENCH_GMIME
   std::vector<GMimeStream*> streams;
+  streams.reserve(messages.size());
   for (const auto& message : messages) {
     streams.push_back(g_mime_stream_fs_new_with_bounds(
         open(message.path.c_str(), O_RDONLY | O_CLOEXEC), 0,
@@ -156,6 +158,7 @@ std::vector<bench::Side> peers(
 #endif
 #ifdef CONFIGAPI_BENCH_ETPAN
   std::vector<std::string> headers;
+  headers.reserve(messages.size());
   for (const auto& message : messages) {
     headers.push_back(message.header);
   }
@@ -210,7 +213,7 @@ bench::Row growth_row(const std::string& name, std::string_view start,
 
 bench::Row body_row() {
   std::string mailbox;
-  while (mailbox.size() < 64 * 1024) {
+  while (mailbox.size() < std::size_t{64} * 1024) {
     mailbox += "a line of a body, of forty-four bytes in all\n";
   }
   const Message message = make_message(mailbox);

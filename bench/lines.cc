@@ -134,7 +134,7 @@ class BareLines {
   }
 
  private:
-  const char* find() const {
+  [[nodiscard]] const char* find() const {
     return static_cast<const char*>(
         std::memchr(next_, '\n', static_cast<std::size_t>(end_ - next_)));
   }
