@@ -19,15 +19,15 @@
 // made to, bound as bindDN and bindPassword when it was bound so, which is
 // logged at level 6 ("reconnected to URI"). A search or compare that finds its
 // connection lost is then sent again, once; so is one that is not answered in
-// time, to another host of a list, which doubles the wait. Other requests may
-// change something and are never sent twice; but a connection that the server
-// has closed before is replaced first. So is one whose server did not answer in
-// time, unless it answers a short question before the next request. Where no
-// host can be had the operation fails as if the connection were still the old
-// one, and the next one tries again. A search's own limit holds for each step
-// of this, too. So `ld` may change in any operation: a copy of an object shares
-// its connection, and only one of the two may be used. A host that binds
-// through `ld` itself is not bound again.
+// time, to another host of a list, unless it has a limit of its own. Other
+// requests may change something and are never sent twice; but a connection that
+// the server has closed before is replaced first. So is one whose server did
+// not answer in time, unless it answers a short question before the next
+// request. Where no host can be had the operation fails as if the connection
+// were still the old one, and the next one tries again. A search's own limit
+// holds for each step of this, too. So `ld` may change in any operation: a copy
+// of an object shares its connection, and only one of the two may be used. A
+// host that binds through `ld` itself is not bound again.
 //
 // Lists end with a record that is all zero and carries no data: walk a list
 // while the current record's `next` is not null. N values make N + 1 records.
