@@ -19,7 +19,7 @@
 
 #include "ldap/host_list.h"
 #include "ldap/log.h"
-#include "ldap/owners.h"
+#include "ldap/probe.h"
 #include "ldap/socket_layer.h"
 
 namespace configapi {
@@ -109,11 +109,6 @@ milliseconds network_limit() {
   return configured(LDAP_OPT_NETWORK_TIMEOUT).value_or(kNetworkLimit);
 }
 
-timeval as_timeval(milliseconds limit) {
-  return {static_cast<time_t>(limit.count() / 1000),
-          static_cast<suseconds_t>(limit.count() % 1000 * 1000)};
-}
-
 void set_limit(LDAP* ld, int option, milliseconds limit) {
   const timeval value = as_timeval(limit);
   ldap_set_option(ld, option, &value);
@@ -155,21 +150,6 @@ ConnectionPtr connect_to(const std::string& uri, milliseconds limit) {
   set_limit(made, LDAP_OPT_TIMEOUT,
             configured(LDAP_OPT_TIMEOUT).value_or(kAnswerLimit));
   return ld;
-}
-
-// Whether a server that took the connection answers too. Its root entry may be
-// asked for by everybody; that it refuses is an answer as well.
-bool answers(LDAP* ld, milliseconds limit) {
-  char none[] = LDAP_NO_ATTRS;
-  char* attrs[] = {none, nullptr};
-  timeval patience = as_timeval(limit);
-  LDAPMessage* result = nullptr;
-  const int code =
-      ldap_search_ext_s(ld, "", LDAP_SCOPE_BASE, "(objectClass=*)", attrs, 0,
-                        nullptr, nullptr, &patience, 1, &result);
-  const ResultPtr owner(result);
-  errno = code == LDAP_TIMEOUT ? ETIMEDOUT : ECONNRESET;
-  return code >= 0;
 }
 
 // Null, with the reason in errno, where it does not answer. One that is alone

@@ -11,6 +11,7 @@
 
 #include "deadline.h"
 #include "ldap/host_list.h"
+#include "ldap/probe.h"
 #include "ldap/socket_layer.h"
 
 namespace configapi::tool {
@@ -42,24 +43,6 @@ bool set_options(LDAP* ld, unsigned limit) {
   return std::all_of(options.begin(), options.end(), [ld](const auto& option) {
     return ldap_set_option(ld, option.first, option.second) == LDAP_OPT_SUCCESS;
   });
-}
-
-timeval as_timeval(milliseconds limit) {
-  return {static_cast<time_t>(limit.count() / 1000),
-          static_cast<suseconds_t>(limit.count() % 1000 * 1000)};
-}
-
-// Whether a server that took the connection answers too: the root entry may be
-// asked for by everybody. Else the reason is in errno.
-bool answers(LDAP* ld, milliseconds limit) {
-  timeval patience = as_timeval(limit);
-  LDAPMessage* result = nullptr;
-  const int code =
-      ldap_search_ext_s(ld, "", LDAP_SCOPE_BASE, "(objectClass=*)", nullptr, 0,
-                        nullptr, nullptr, &patience, 1, &result);
-  ldap_msgfree(result);
-  errno = code == LDAP_TIMEOUT ? ETIMEDOUT : ECONNRESET;
-  return code >= LDAP_SUCCESS;
 }
 
 // Kept by slapd for every entry.
