@@ -10,6 +10,8 @@
 #include <csignal>
 #include <cstdint>
 
+#include "base/signals_later.h"
+
 namespace configapi {
 namespace {
 
@@ -149,31 +151,20 @@ int connect_error(const Connecting& connection, int left) {
   }
 }
 
-// The LDAP library's wait for a connection begins anew after each signal that
-// the host handles. What would end the process still does.
-class SignalsLater {
- public:
-  SignalsLater() {
-    sigset_t handled;
-    sigemptyset(&handled);
-    for (int signal = 1; signal < NSIG; ++signal) {
-      struct sigaction now {};
-      if (sigaction(signal, nullptr, &now) == 0 && now.sa_handler != SIG_DFL &&
-          now.sa_handler != SIG_IGN) {
-        sigaddset(&handled, signal);
-      }
+// Those that the host handles: after each the LDAP library's wait for a
+// connection begins anew. What would end the process still does.
+sigset_t handled_signals() {
+  sigset_t handled;
+  sigemptyset(&handled);
+  for (int signal = 1; signal < NSIG; ++signal) {
+    struct sigaction now {};
+    if (sigaction(signal, nullptr, &now) == 0 && now.sa_handler != SIG_DFL &&
+        now.sa_handler != SIG_IGN) {
+      sigaddset(&handled, signal);
     }
-    pthread_sigmask(SIG_BLOCK, &handled, &before_);
   }
-  ~SignalsLater() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsLater(const SignalsLater&) = delete;
-  SignalsLater& operator=(const SignalsLater&) = delete;
-  SignalsLater(SignalsLater&&) = delete;
-  SignalsLater& operator=(SignalsLater&&) = delete;
-
- private:
-  sigset_t before_{};
-};
+  return handled;
+}
 
 }  // namespace
 
@@ -187,7 +178,7 @@ int connect_within(LDAP* ld, milliseconds limit, milliseconds send_limit) {
   int code = LDAP_SUCCESS;
   int left = 0;
   {
-    const SignalsLater signals;
+    const SignalsLater signals(handled_signals());
     connecting = &connection;
     errno = 0;  // a name that does not resolve leaves it alone
     code = ldap_connect(ld);

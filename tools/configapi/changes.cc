@@ -11,6 +11,7 @@
 #include <thread>
 #include <utility>
 
+#include "base/signals_later.h"
 #include "ldap/escape.h"
 #include "setting_row.h"
 
@@ -299,26 +300,15 @@ class Transaction {
   LinkOwner<LDAPControl> control_;
 };
 
-// One that ended the tool would leave entries behind.
-class SignalsLater {
- public:
-  SignalsLater() {
-    sigset_t ending{};
-    sigemptyset(&ending);
-    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
-      sigaddset(&ending, signal);
-    }
-    pthread_sigmask(SIG_BLOCK, &ending, &before_);
+// One that ended the tool in between would leave entries behind.
+sigset_t ending_signals() {
+  sigset_t ending;
+  sigemptyset(&ending);
+  for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+    sigaddset(&ending, signal);
   }
-  ~SignalsLater() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsLater(const SignalsLater&) = delete;
-  SignalsLater& operator=(const SignalsLater&) = delete;
-  SignalsLater(SignalsLater&&) = delete;
-  SignalsLater& operator=(SignalsLater&&) = delete;
-
- private:
-  sigset_t before_{};
-};
+  return ending;
+}
 
 // Entries of sections without a setting, made for a transaction to fill. They
 // go again unless they are kept, or somebody else has filled them.
@@ -515,7 +505,7 @@ void Changes::write_one_by_one(const Link& link) {
 // An entry that is added in a transaction would not come to stand where the
 // server would put it otherwise, if it rewrites its name.
 void Changes::write_together(const Link& link) {
-  const SignalsLater signals;
+  const SignalsLater signals(ending_signals());
   BareEntries bare(link, &left_behind_);
   for (const ChangedEntry& entry : entries_) {
     const int code = entry.is_new ? bare.add(entry.dn) : LDAP_SUCCESS;

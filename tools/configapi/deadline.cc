@@ -6,6 +6,8 @@
 #include <csignal>
 #include <cstdio>
 
+#include "base/signals_later.h"
+
 namespace configapi::tool {
 
 Deadline::Deadline(unsigned seconds, const Failure& failure,
@@ -15,12 +17,10 @@ Deadline::Deadline(unsigned seconds, const Failure& failure,
   // What was printed so far must not go down with its buffer.
   std::fflush(stdout);
   // Signals are for the thread that works.
-  sigset_t all{};
-  sigset_t before{};
+  sigset_t all;
   sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
+  const SignalsLater signals(all);
   thread_ = std::thread([this, seconds] { watch(seconds); });
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 Deadline::~Deadline() {
